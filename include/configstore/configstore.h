@@ -1,0 +1,16 @@
+#ifndef CONFIGSTORE_CONFIGSTORE_H_
+#define CONFIGSTORE_CONFIGSTORE_H_
+
+// The whole public interface of the host configuration store.
+
+#include "configstore/error_codes.h"
+#include "configstore/exceptions.h"
+#include "configstore/export.h"
+#include "configstore/host.h"
+#include "configstore/json.h"
+#include "configstore/json_doc.h"
+#include "configstore/logger.h"
+#include "configstore/object_id.h"
+#include "configstore/store_object.h"
+
+#endif  // CONFIGSTORE_CONFIGSTORE_H_

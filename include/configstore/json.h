@@ -1,0 +1,20 @@
+#ifndef CONFIGSTORE_JSON_H_
+#define CONFIGSTORE_JSON_H_
+
+// The one way into rapidjson for this library and its callers: JSON values
+// handed out by the API are rapidjson values with UTF-8 text and a
+// memory-pool allocator over the standard allocator.
+
+#include "configstore/json_config.h"
+
+#include <rapidjson/document.h>
+
+namespace OrinConfigStore {
+
+using JAllocator = rapidjson::MemoryPoolAllocator<rapidjson::CrtAllocator>;
+using JVal = rapidjson::GenericValue<rapidjson::UTF8<>, JAllocator>;
+using JDoc = rapidjson::GenericDocument<rapidjson::UTF8<>, JAllocator>;
+
+}  // namespace OrinConfigStore
+
+#endif  // CONFIGSTORE_JSON_H_

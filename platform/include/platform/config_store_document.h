@@ -1,0 +1,45 @@
+#ifndef PLATFORM_CONFIG_STORE_DOCUMENT_H_
+#define PLATFORM_CONFIG_STORE_DOCUMENT_H_
+
+#include <string>
+
+#include "configstore/json.h"
+
+namespace OrinConfigStore {
+
+// Small JSON helpers of the host layer.
+class ConfigStoreDocument {
+ public:
+  // Writes the compact JSON text of `value` to `out`. A value without a JSON
+  // text (a NaN or infinite number) raises ConfigStoreException 2000
+  // "Invalid JSON" and leaves `out` unchanged.
+  static void SerializeValue(const JVal& value, std::string& out);
+
+  // Whether the JSON object `value` has the member `key`; a member holding
+  // null counts. A value that is not an object, or a null key, raises
+  // "Invalid JSON".
+  static bool ValueExists(const JVal& value, const char* key);
+};
+
+// A member name for rapidjson's lookups, referring to the caller's text
+// (valid while that text is). A null name raises "Invalid JSON" rather than
+// reaching rapidjson's strlen.
+inline JVal JsonKey(const char* key) {
+  RAPIDJSON_ASSERT(key != nullptr);
+  return JVal(rapidjson::StringRef(key));
+}
+
+inline JVal JsonKey(const std::string& key) {
+  return JVal(rapidjson::StringRef(key.data(), key.size()));
+}
+
+// Whether the JSON string `value` holds exactly `text`; a value that is not
+// a string raises "Invalid JSON".
+inline bool JsonStringEquals(const JVal& value, const std::string& text) {
+  return value.GetStringLength() == text.size() &&
+         text.compare(0, text.size(), value.GetString(), value.GetStringLength()) == 0;
+}
+
+}  // namespace OrinConfigStore
+
+#endif  // PLATFORM_CONFIG_STORE_DOCUMENT_H_

@@ -1,0 +1,66 @@
+// The small host utilities: the root directory rule, the upgrade flag,
+// UUID text and the formatter.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "configstore/host.h"
+#include "platform/format.h"
+#include "platform/host_path.h"
+#include "platform/uuid.h"
+#include "test_support.h"
+
+namespace OrinConfigStore {
+namespace {
+
+TEST(HostPath, AbsolutePathsGoUnderTheRoot) {
+  {
+    cstest::ScopedEnv root("CONFIGSTORE_ROOT", "/tmp/r");
+    EXPECT_EQ(HostPath("/etc/tessel/configstore/current-store-1"),
+              "/tmp/r/etc/tessel/configstore/current-store-1");
+    EXPECT_EQ(HostPath("tslLocalSocketWardenNotifyNexa"), "tslLocalSocketWardenNotifyNexa");
+  }
+  {
+    cstest::ScopedEnv root("CONFIGSTORE_ROOT", "/tmp/r//");
+    EXPECT_EQ(HostPath("/etc/x"), "/tmp/r/etc/x");
+  }
+  for (const char* none : {static_cast<const char*>(nullptr), "", "/"}) {
+    cstest::ScopedEnv root("CONFIGSTORE_ROOT", none);
+    EXPECT_EQ(HostPath("/etc/x"), "/etc/x");
+  }
+}
+
+TEST(UpgradeContext, FlagOrEnvironment) {
+  cstest::ScopedEnv clear("CONFIGSTORE_UPGRADE_CTX", nullptr);
+  EXPECT_FALSE(GetUpgradeCtx());
+  SetUpgradeCtx(true);
+  EXPECT_TRUE(GetUpgradeCtx());
+  SetUpgradeCtx(false);
+  EXPECT_FALSE(GetUpgradeCtx());
+  {
+    cstest::ScopedEnv on("CONFIGSTORE_UPGRADE_CTX", "1");
+    EXPECT_TRUE(GetUpgradeCtx());
+  }
+  cstest::ScopedEnv other("CONFIGSTORE_UPGRADE_CTX", "yes");
+  EXPECT_FALSE(GetUpgradeCtx());
+}
+
+TEST(Uuid, MallocedTextOfThirtySixCharacters) {
+  std::unique_ptr<char, decltype(&std::free)> a(UUID_CreateRandom(), &std::free);
+  std::unique_ptr<char, decltype(&std::free)> b(UUID_CreateRandom(), &std::free);
+  ASSERT_NE(a, nullptr);
+  EXPECT_EQ(std::string(a.get()).size(), 36u);
+  EXPECT_STRNE(a.get(), b.get());
+}
+
+TEST(Format, AllocatesWhatTheTextNeeds) {
+  EXPECT_EQ(Str_Format("[%d] %s", 1087, "x"), "[1087] x");
+  const std::string big(10000, 'y');
+  EXPECT_EQ(Str_Format("%s!", big.c_str()), big + "!");
+  EXPECT_EQ(Str_Format("%s", ""), "");
+}
+
+}  // namespace
+}  // namespace OrinConfigStore

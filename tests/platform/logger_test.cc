@@ -1,0 +1,71 @@
+// The logger's sinks and levels.
+
+#include <gtest/gtest.h>
+
+#include "configstore/logger.h"
+#include "platform/logger_settings.h"
+#include "test_support.h"
+
+namespace OrinConfigStore {
+namespace {
+
+// Restores the environment's logger settings after a test changed them.
+class LoggerTest : public ::testing::Test {
+ protected:
+  void TearDown() override { ReloadLoggerSettings(); }
+};
+
+TEST_F(LoggerTest, TestSinkReceivesEveryPriority) {
+  cstest::LogCapture log;
+  for (int priority = 0; priority <= 4; ++priority) {
+    EXPECT_TRUE(CSLogger::IsEnabled(priority));
+    CSLogger::Log(priority, "line %d", priority);
+  }
+  ASSERT_EQ(log.Lines().size(), 5u);
+  EXPECT_EQ(log.Lines()[4], std::make_pair(4, std::string("line 4")));
+}
+
+TEST_F(LoggerTest, EnvironmentChoosesSinkAndLevel) {
+  {
+    cstest::ScopedEnv sink("CONFIGSTORE_LOG", "none");
+    ReloadLoggerSettings();
+    EXPECT_FALSE(CSLogger::IsEnabled(0));
+  }
+  cstest::ScopedEnv sink("CONFIGSTORE_LOG", "stderr");
+  {
+    cstest::ScopedEnv level("CONFIGSTORE_LOG_LEVEL", "3");
+    ReloadLoggerSettings();
+    EXPECT_TRUE(CSLogger::IsEnabled(3));
+    EXPECT_FALSE(CSLogger::IsEnabled(4));
+  }
+  {
+    cstest::ScopedEnv level("CONFIGSTORE_LOG_LEVEL", "junk");
+    ReloadLoggerSettings();
+    EXPECT_TRUE(CSLogger::IsEnabled(2));  // the default level
+    EXPECT_FALSE(CSLogger::IsEnabled(3));
+  }
+  testing::internal::CaptureStderr();
+  CSLogger::Log(1, "to stderr %s", "now");
+  CSLogger::Log(4, "filtered");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "configstore[1]: to stderr now\n");
+}
+
+TEST_F(LoggerTest, ThrowingSinkLosesTheLineQuietly) {
+  CSLogger::SetSink([](int, const std::string&) { throw std::runtime_error("sink down"); });
+  EXPECT_NO_THROW(CSLogger::Log(0, "lost"));
+  EXPECT_NO_THROW(CSLogger::LogBacktrace());
+  CSLogger::SetSink(nullptr);
+}
+
+TEST_F(LoggerTest, BacktraceLogsFramesAtPriorityZero) {
+  cstest::LogCapture log;
+  CSLogger::LogBacktrace();
+  ASSERT_FALSE(log.Lines().empty());
+  for (const auto& [priority, line] : log.Lines()) {
+    EXPECT_EQ(priority, 0);
+    EXPECT_EQ(line.rfind("  #", 0), 0u) << line;
+  }
+}
+
+}  // namespace
+}  // namespace OrinConfigStore
