@@ -1,15 +1,11 @@
-// The small host utilities: the root directory rule, the upgrade flag,
-// UUID text and the formatter.
+// The small host utilities: the root directory rule, the upgrade flag and
+// the formatter.
 
 #include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <memory>
 
 #include "configstore/host.h"
 #include "platform/format.h"
 #include "platform/host_path.h"
-#include "platform/uuid.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {
@@ -45,14 +41,6 @@ TEST(UpgradeContext, FlagOrEnvironment) {
   }
   cstest::ScopedEnv other("CONFIGSTORE_UPGRADE_CTX", "yes");
   EXPECT_FALSE(GetUpgradeCtx());
-}
-
-TEST(Uuid, MallocedTextOfThirtySixCharacters) {
-  std::unique_ptr<char, decltype(&std::free)> a(UUID_CreateRandom(), &std::free);
-  std::unique_ptr<char, decltype(&std::free)> b(UUID_CreateRandom(), &std::free);
-  ASSERT_NE(a, nullptr);
-  EXPECT_EQ(std::string(a.get()).size(), 36u);
-  EXPECT_STRNE(a.get(), b.get());
 }
 
 TEST(Format, AllocatesWhatTheTextNeeds) {

@@ -57,15 +57,5 @@ TEST_F(LoggerTest, ThrowingSinkLosesTheLineQuietly) {
   CSLogger::SetSink(nullptr);
 }
 
-TEST_F(LoggerTest, BacktraceLogsFramesAtPriorityZero) {
-  cstest::LogCapture log;
-  CSLogger::LogBacktrace();
-  ASSERT_FALSE(log.Lines().empty());
-  for (const auto& [priority, line] : log.Lines()) {
-    EXPECT_EQ(priority, 0);
-    EXPECT_EQ(line.rfind("  #", 0), 0u) << line;
-  }
-}
-
 }  // namespace
 }  // namespace OrinConfigStore
