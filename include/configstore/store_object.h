@@ -22,18 +22,22 @@ class StoreObjectImpl;
 // is left untouched), 1 when it was found in the object's own data, and 2
 // when it came from the defaults of a configuration object. A member of the
 // wrong JSON type raises InvalidTypeException 2000 "Invalid type specified
-// for: <key>"; an empty (or null) key raises InvalidArgumentException 2000
-// "key cannot be empty". A null output pointer raises InvalidArgumentException
-// 2000 "Output pointer cannot be null.". Integer getters accept a number only when it fits the target
+// for: <key>". Integer getters accept a number only when it fits the target
 // (unsigned short and unsigned char read any unsigned 32-bit number and keep
 // its low bits); the scalar double getter accepts only numbers held as
 // floating point, so 5 written without a fraction is refused.
 //
+// An empty key raises InvalidArgumentException 2000 "key cannot be empty";
+// so does a null key in getters and setters, while CheckKey, Remove,
+// SetValueEmptyList and the appenders raise ConfigStoreException 2000
+// "Invalid JSON" for it. A null output pointer raises
+// InvalidArgumentException 2000 "Output pointer cannot be null.".
+//
 // Setters replace an existing non-null member in place, whatever its type,
 // and otherwise append a new member; a member holding JSON null is left
 // beside the new one, and lookups skip null members so that reads and later
-// writes see the new one. Appenders need an existing array member and check the
-// new element only against the array's first element.
+// writes see the new one. Appenders need an existing array member and check
+// the new element only against the array's first element.
 //
 // Copies of a StoreObject share one implementation and document; views of
 // one document are used by one thread at a time.
@@ -91,6 +95,8 @@ class CONFIGSTORE_API StoreObject {
   // Stores the bytes as Base64 text.
   void SetValueBinary(const char* key, const unsigned char* data, unsigned long length);
   // Replaces the member with an empty array, moved to the end of the object.
+  // Every member of that name is removed first, duplicates included, so that
+  // no earlier member can shadow the new list.
   void SetValueEmptyList(const char* key);
 
   void AppendValue(const char* key, int value);

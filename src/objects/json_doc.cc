@@ -50,8 +50,7 @@ std::shared_ptr<JsonDoc> CreateDocument() { return std::make_shared<JsonDoc>(); 
 
 std::shared_ptr<JsonDoc> CreateDocumentFromString(const std::string& text) {
   std::shared_ptr<JsonDoc> document = CreateDocument();
-  document->GetDocument().Parse(text.c_str(), text.size());
-  if (document->GetDocument().HasParseError()) {
+  if (!ConfigStoreDocument::Parse(document->GetDocument(), text.data(), text.size())) {
     ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_STRING);
   }
   return document;

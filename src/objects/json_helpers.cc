@@ -1,11 +1,11 @@
 #include <sys/stat.h>
 
 #include <fstream>
-
-#include <rapidjson/istreamwrapper.h>
+#include <sstream>
 
 #include "configstore/exceptions.h"
 #include "configstore/json_doc.h"
+#include "platform/config_store_document.h"
 
 namespace OrinConfigStore {
 
@@ -13,14 +13,16 @@ namespace {
 constexpr const char* kGeneratedIdMember = "cs_generated_id";
 }
 
+// The whole file is read first so that it goes through the same checked
+// parse as a text; configuration files are small.
 std::shared_ptr<JsonDoc> CreateDocumentFromFile(const std::string& path) {
-  std::ifstream stream(path);
+  std::ifstream stream(path, std::ios::binary);
+  std::ostringstream content;
+  content << stream.rdbuf();
   std::shared_ptr<JsonDoc> document = CreateDocument();
-  if (stream.is_open()) {
-    rapidjson::IStreamWrapper wrapper(stream);
-    document->GetDocument().ParseStream(wrapper);
-  }
-  if (!stream.is_open() || document->GetDocument().HasParseError()) {
+  const std::string text = content.str();
+  if (!stream.is_open() || stream.bad() ||
+      !ConfigStoreDocument::Parse(document->GetDocument(), text.data(), text.size())) {
     ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_FILE, path.c_str());
   }
   return document;

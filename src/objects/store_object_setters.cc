@@ -71,6 +71,7 @@ void StoreObjectImpl::SetValue(const char* key, bool value) {
   SetScalar(key, [&](JVal& v) { v.SetBool(value); });
 }
 void StoreObjectImpl::SetValue(const char* key, double value) {
+  RequireKey(key);
   RequireFinite(key, value);
   SetScalar(key, [&](JVal& v) { v.SetDouble(value); });
 }
@@ -137,10 +138,9 @@ void StoreObjectImpl::AppendValue(const char* key, long long value) {
   }).PushBack(JVal(static_cast<int64_t>(value)), Allocator());
 }
 void StoreObjectImpl::AppendValue(const char* key, double value) {
+  JVal& list = ValidateAppend(key, [](const JVal& v) { return v.IsDouble(); });
   RequireFinite(key, value);
-  ValidateAppend(key, [](const JVal& v) {
-    return v.IsDouble();
-  }).PushBack(JVal(value), Allocator());
+  list.PushBack(JVal(value), Allocator());
 }
 void StoreObjectImpl::AppendValue(const char* key, bool value) {
   ValidateAppend(key, [](const JVal& v) { return v.IsBool(); }).PushBack(JVal(value), Allocator());

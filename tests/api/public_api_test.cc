@@ -23,6 +23,7 @@ TEST(PublicApi, IdentifiersPrintCompareAndHash) {
 TEST(PublicApi, ExceptionsCrossTheLibraryBoundary) {
   try {
     ThrowValidation(CS_ERR_VALIDATE_SET, {{"/mtu", "too big"}});
+    FAIL() << "no exception";
   } catch (const ValidationException& e) {
     EXPECT_EQ(e.toString(),
               "Error Code: 1089\nMessage: Failed to validate Set\nDetails: \n/mtu: too big\n");

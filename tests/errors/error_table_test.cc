@@ -21,6 +21,7 @@ TEST(ErrorTable, SharedValuesKeepTheFirstRegisteredTemplate) {
                   ThrowException<ConfigStoreException>(CS_ERR_INVALID_KEY, "mtu"));
   try {
     ThrowValidation(CS_ERR_VALIDATE_CACHED, {});
+    FAIL() << "no exception";
   } catch (const ValidationException& e) {
     EXPECT_EQ(e.GetErrorCode(), 1084);
     EXPECT_STREQ(e.what(), "Failed to validate Default config");

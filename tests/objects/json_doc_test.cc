@@ -82,6 +82,22 @@ TEST(CreateDocument, ParsesTextOrRefusesIt) {
   }
 }
 
+TEST(CreateDocument, RefusesNestingDeeperThanTheLimit) {
+  const std::size_t limit = ConfigStoreDocument::kMaxNestingDepth;
+  const auto nested = [](std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+  };
+  EXPECT_NO_THROW(CreateDocumentFromString(nested(limit)));
+  EXPECT_CS_ERROR(InvalidArgumentException, 1080, "Failed to parse JSON String",
+                  CreateDocumentFromString(nested(limit + 1)));
+  // Far deeper than any stack could take: refused before parsing.
+  EXPECT_CS_ERROR(InvalidArgumentException, 1080, "Failed to parse JSON String",
+                  CreateDocumentFromString("{\"a\":" + std::string(1000000, '[')));
+  // Brackets inside strings, escaped quotes included, do not count.
+  const std::string text = "[\"\\\"" + std::string(limit + 1, '[') + "\"]";
+  EXPECT_NO_THROW(CreateDocumentFromString(text));
+}
+
 TEST(CreateDocument, FromFile) {
   cstest::TempRoot root;
   const std::string good = root.WriteFile("good.json", R"({"a": [1, 2]})");

@@ -73,6 +73,10 @@ TEST(Setters, RefusedInputLeavesTheObjectUnchanged) {
                   object.SetValue("a", std::nan("")));
   EXPECT_CS_ERROR(InvalidArgumentException, 1032, "Invalid value for key a",
                   object.SetValue("a", std::numeric_limits<float>::infinity()));
+  EXPECT_CS_ERROR(InvalidArgumentException, 2000, "key cannot be empty",
+                  object.SetValue("", std::nan("")));
+  EXPECT_CS_ERROR(InvalidArgumentException, 2000, "Key not found: b",
+                  object.AppendValue("b", std::nan("")));
   const unsigned char byte = 1;
   const char* binaryError = "Value pointer cannot be null and length cannot be zero";
   EXPECT_CS_ERROR(InvalidArgumentException, 2000, binaryError,

@@ -1,6 +1,7 @@
 #ifndef PLATFORM_CONFIG_STORE_DOCUMENT_H_
 #define PLATFORM_CONFIG_STORE_DOCUMENT_H_
 
+#include <cstddef>
 #include <string>
 
 #include "configstore/json.h"
@@ -10,6 +11,17 @@ namespace OrinConfigStore {
 // Small JSON helpers of the host layer.
 class ConfigStoreDocument {
  public:
+  // Deepest nesting of arrays and objects that Parse accepts. Parsing,
+  // serialising and walking a document all recurse once per level, so an
+  // unbounded depth would let a hostile text overflow the stack; real
+  // configuration stays within a few dozen levels.
+  static constexpr std::size_t kMaxNestingDepth = 512;
+
+  // Parses `length` characters of `text` into `document` with rapidjson's
+  // default flags. False when the text is not one JSON value or nests deeper
+  // than kMaxNestingDepth (which is logged at priority 1).
+  static bool Parse(JDoc& document, const char* text, std::size_t length);
+
   // Writes the compact JSON text of `value` to `out`. A value without a JSON
   // text (a NaN or infinite number) raises ConfigStoreException 2000
   // "Invalid JSON" and leaves `out` unchanged.
