@@ -9,6 +9,13 @@ endfunction()
 
 configstore_require_header(rapidjson/document.h rapidjson-dev)
 configstore_require_header(uuid/uuid.h uuid-dev)
+configstore_require_header(valijson/validator.hpp libvalijson-dev)
+configstore_require_header(sqlite3.h libsqlite3-dev)
+
+find_library(CONFIGSTORE_SQLITE_LIBRARY sqlite3)
+if(NOT CONFIGSTORE_SQLITE_LIBRARY)
+  message(FATAL_ERROR "libsqlite3 not found (Debian package libsqlite3-dev)")
+endif()
 
 find_library(CONFIGSTORE_UUID_LIBRARY uuid)
 if(NOT CONFIGSTORE_UUID_LIBRARY)

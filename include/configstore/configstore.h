@@ -3,14 +3,18 @@
 
 // The whole public interface of the host configuration store.
 
+#include "configstore/config_store_object.h"
+#include "configstore/drift_object.h"
 #include "configstore/error_codes.h"
 #include "configstore/exceptions.h"
 #include "configstore/export.h"
+#include "configstore/filter_spec_object.h"
 #include "configstore/host.h"
 #include "configstore/json.h"
 #include "configstore/json_doc.h"
 #include "configstore/logger.h"
 #include "configstore/object_id.h"
+#include "configstore/provisioning.h"
 #include "configstore/store_object.h"
 
 #endif  // CONFIGSTORE_CONFIGSTORE_H_

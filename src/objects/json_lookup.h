@@ -15,14 +15,18 @@ namespace OrinConfigStore {
 // null. Skipping null members matters: a setter appends a new member beside
 // one that holds null, and readers must see the new one.
 JVal* FindValue(JVal& object, const char* key);
+const JVal* FindValue(const JVal& object, const char* key);
 
 // The member `name` of `object`, which must exist.
 JVal& RequireMember(JVal& object, const std::string& name);
+const JVal& RequireMember(const JVal& object, const std::string& name);
 
 // The first element of the array `instances` whose member `instanceKey`
 // holds the text `instanceId`, or null. Every element examined must be an
 // object with that member as a string.
 JVal* FindInstance(JVal& instances, const std::string& instanceKey, const std::string& instanceId);
+const JVal* FindInstance(const JVal& instances, const std::string& instanceKey,
+                         const std::string& instanceId);
 
 }  // namespace OrinConfigStore
 

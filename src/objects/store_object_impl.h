@@ -28,6 +28,8 @@ class StoreObjectImpl {
 
   const ConfigStoreObjectId& GetConfigStoreObjectId() const { return id_; }
   const std::shared_ptr<JsonDoc>& GetJsonDoc() const { return document_; }
+  // The JSON value of the data: the view's place in its document.
+  JVal& DataValue() const { return Value(); }
 
   int GetValue(const char* key, std::string* out) const;
   int GetValue(const char* key, int* out) const;

@@ -11,8 +11,8 @@ foreach(line IN LISTS lines)
   if(line STREQUAL "")
     continue()
   endif()
-  if(NOT line MATCHES "OrinConfigStore::|Helm::Lib::" OR
-     line MATCHES "Impl|HostPath|ConfigStoreDocument|JsonKey|FindValue|FindInstance|Base64_|UUID_|Str_V?Format")
+  if(NOT line MATCHES "OrinConfigStore::|OrinSchemaStore::|Helm::Lib::" OR
+     line MATCHES "Impl|::SchemaObject|::SchemaStore::|::SchemaDefinition|ReadSchemaDefinitions|Sqlite|JsonValidator|HostPath|ConfigStoreDocument|JsonKey|FindValue|FindInstance|Base64_|UUID_|Str_V?Format")
     string(APPEND bad "  ${line}\n")
   endif()
 endforeach()

@@ -4,6 +4,9 @@
 #include <configstore/configstore.h>
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
+
+#include <filesystem>
 #include <unordered_set>
 
 namespace {
@@ -63,6 +66,62 @@ TEST(PublicApi, ReadAndWriteEveryKindOfValue) {
   EXPECT_TRUE(object.Remove("bin"));
   EXPECT_EQ(object.GetData(),
             R"({"s":"text","l":1099511627776,"uc":9,"d":0.25,"strings":["a","b"]})");
+}
+
+// A scratch host root with the sample schemas, made with public calls only.
+class SampleRoot {
+ public:
+  SampleRoot() {
+    std::string pattern = std::filesystem::temp_directory_path() / "configstore-api-XXXXXX";
+    path_ = mkdtemp(pattern.data());
+    setenv("CONFIGSTORE_ROOT", path_.c_str(), 1);
+    const std::string schemas = std::string(CONFIGSTORE_EXAMPLES_DIR) + "/schemas/";
+    OrinSchemaStore::LoadSchemaFile(schemas + "net.json");
+    OrinSchemaStore::LoadSchemaFile(schemas + "orin.json");
+  }
+  ~SampleRoot() {
+    unsetenv("CONFIGSTORE_ROOT");
+    std::filesystem::remove_all(path_);
+  }
+
+ private:
+  std::string path_;
+};
+
+TEST(PublicApi, ObjectsSubObjectsFiltersAndDefaultsOnASampleRoot) {
+  SampleRoot root;
+  const auto vnic = CreateObject(ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1"),
+                                 R"({"portgroup": "Storage"})");
+  int mtu = 0;
+  EXPECT_EQ(vnic->GetValue("mtu", &mtu), 2);  // from the schema's defaults
+  EXPECT_EQ(mtu, 1500);
+  for (const char* address : {"10.0.0.1", "10.0.0.2", "10.0.1.1"}) {
+    vnic->CreateSubObject(SubObjectId("addresses", address))->SetValue("gateway", "10.0.0.254");
+  }
+  vnic->GetSubObject(SubObjectId("addresses", "10.0.1.1"))->SetValue("gateway", "10.0.1.254");
+
+  auto filter =
+      std::make_shared<FilterSpecObject>(ConfigStoreObjectId("addresses", "interfaces", "net"));
+  filter->SetValue("gateway", "10.0.0.254");
+  EXPECT_EQ(vnic->GetSubObjectInstances(filter).size(), 2u);
+  vnic->DeleteSubObjectInstances(filter);
+  EXPECT_EQ(vnic->GetData(),
+            R"({"portgroup":"Storage","name":"vmk1","addresses":[{"address":"10.0.1.1",)"
+            R"("gateway":"10.0.1.254"}]})");
+  EXPECT_THROW(CreateObject(ConfigStoreObjectId("none", "x", "y"), "{}"), ConfigStoreException);
+}
+
+TEST(PublicApi, WalkADriftObject) {
+  const auto drift = CreateDriftObject(
+      ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1"),
+      R"({"mtu": 9000, "addresses": [{"INSTANCEID": "10.0.0.1", "DRIFTOP": "DELETE"}]})", "SET");
+  const auto properties = drift->Get();
+  ASSERT_EQ(properties.size(), 2u);
+  EXPECT_EQ(properties[0], std::make_pair(std::string("mtu"), std::string("SET")));
+  const auto deleted = drift->GetSubObject(SubObjectId("addresses", "10.0.0.1"));
+  ASSERT_NE(deleted, nullptr);
+  EXPECT_EQ(deleted->GetOperation(), "DELETE");
+  EXPECT_EQ(deleted->GetData(), "{}");
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "test_support.h"
 
+#include "configstore/provisioning.h"
+
 #include <stdlib.h>
 
 #include <algorithm>
@@ -59,6 +61,15 @@ std::string TempRoot::WriteFile(const std::string& relative, const std::string& 
   std::filesystem::create_directories(file.parent_path());
   std::ofstream(file) << content;
   return file.string();
+}
+
+std::string ExamplePath(const std::string& relative) {
+  return std::string(CONFIGSTORE_EXAMPLES_DIR) + "/" + relative;
+}
+
+SampleSchemaRoot::SampleSchemaRoot() {
+  OrinSchemaStore::LoadSchemaFile(ExamplePath("schemas/net.json"));
+  OrinSchemaStore::LoadSchemaFile(ExamplePath("schemas/orin.json"));
 }
 
 }  // namespace cstest

@@ -87,6 +87,15 @@ class TempRoot {
   std::unique_ptr<ScopedEnv> root_;
 };
 
+// A scratch root with the sample schemas of examples/schemas loaded.
+class SampleSchemaRoot : public TempRoot {
+ public:
+  SampleSchemaRoot();
+};
+
+// The path of a file under examples/.
+std::string ExamplePath(const std::string& relative);
+
 }  // namespace cstest
 
 #endif  // TESTS_SUPPORT_TEST_SUPPORT_H_

@@ -1,0 +1,51 @@
+#ifndef PLATFORM_SCHEMA_STORE_H_
+#define PLATFORM_SCHEMA_STORE_H_
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "platform/schema_object.h"
+
+namespace OrinSchemaStore {
+
+// A memo of lookups for one operation that reads many types (an import or
+// an export): every lookup of the same type during the operation answers
+// with the same schema object, even if the store changes meanwhile.
+// Not thread-safe.
+class SchemaObjectCache {
+ public:
+  std::shared_ptr<SchemaObject> Get(const std::string& component, const std::string& group,
+                                    const std::string& key);
+
+ private:
+  std::map<std::tuple<std::string, std::string, std::string>, std::shared_ptr<SchemaObject>> memo_;
+};
+
+// Lookups of object types by component, group and key.
+//
+// Parsed types are cached process-wide, so a lookup costs a map search plus
+// two cheap checks that the database is still the same (a stat of the file
+// and SQLite's data version); a type loaded since, by this process or
+// another, is seen by the next lookup. Lookups never create the database: a
+// missing database knows no types. Thread-safe.
+class SchemaStore {
+ public:
+  static std::shared_ptr<SchemaStore> GetStore();
+  static std::shared_ptr<SchemaObjectCache> GetCache();
+
+  // The type, or null when the store does not know it.
+  std::shared_ptr<SchemaObject> GetSchemaObject(const std::string& component,
+                                                const std::string& group,
+                                                const std::string& key) const;
+
+  // Every stored type, ordered by component, group and key.
+  std::vector<std::shared_ptr<SchemaObject>> GetSchemaObjects() const;
+};
+
+}  // namespace OrinSchemaStore
+
+#endif  // PLATFORM_SCHEMA_STORE_H_

@@ -1,0 +1,94 @@
+#include "platform/json_validator.h"
+
+#include <exception>
+#include <utility>
+
+#include "json_validator_cache.h"
+#include "json_validator_report.h"
+#include "json_validator_results.h"
+#include "json_validator_tags.h"
+#include "platform/config_store_document.h"
+#include "platform/format.h"
+
+namespace OrinConfigStore {
+
+namespace {
+
+constexpr const char* kSchemaUnusable = "schema cannot be used: %s";
+constexpr const char* kValidationFailed = "validation could not run: %s";
+constexpr const char* kUnknownFailure = "unknown failure";
+
+bool HasTag(const std::unordered_set<int>& tags, int tag) { return tags.count(tag) != 0; }
+
+TagChecks ChecksFor(const std::unordered_set<int>& tags) {
+  TagChecks checks;
+  checks.strictMembers = HasTag(tags, 1);
+  checks.userOnly = HasTag(tags, 3);
+  checks.noDeprecated = HasTag(tags, 4);
+  checks.vitalOnly = HasTag(tags, 5);
+  checks.instanceKeys = HasTag(tags, 7);
+  checks.cachedOnly = HasTag(tags, 9);
+  return checks;
+}
+
+ValidatorErrors Unusable(const std::string& reason) {
+  return {ValidatorError{std::string(), Str_Format(kSchemaUnusable, reason.c_str())}};
+}
+
+// The full schema is compiled whatever the tags, so that a broken schema is
+// reported even when the reduced variant that the tags pick would hide the
+// fault, and before the tag walk relies on its references.
+ValidatorErrors CollectErrors(const JVal& schema, const JVal& value,
+                              const std::unordered_set<int>& tags) {
+  std::string text;
+  ConfigStoreDocument::SerializeValue(schema, text);
+  const auto full = CompiledSchemaFor(schema, text, SchemaVariant::kAll);
+  if (!full->error.empty()) return Unusable(full->error);
+  ValidatorErrors errors;
+  const bool standard = HasTag(tags, 0);
+  const bool required = HasTag(tags, 8);
+  if (standard || required) {
+    const SchemaVariant variant = !required   ? SchemaVariant::kWithoutRequired
+                                  : !standard ? SchemaVariant::kRequiredOnly
+                                              : SchemaVariant::kAll;
+    const auto compiled =
+        variant == SchemaVariant::kAll ? full : CompiledSchemaFor(schema, text, variant);
+    if (!compiled->error.empty()) return Unusable(compiled->error);
+    errors = StandardErrors(compiled->schema, value);
+  }
+  CheckTags(schema, value, ChecksFor(tags), errors);
+  return errors;
+}
+
+}  // namespace
+
+void JsonValidator::Validate(const JVal& schema, const JVal& value, JDoc& result,
+                             const std::unordered_set<int>& tags, const std::string& context) {
+  static_cast<void>(context);
+  ValidatorErrors errors;
+  try {
+    errors = CollectErrors(schema, value, tags);
+  } catch (const std::exception& e) {
+    errors.assign(1, ValidatorError{std::string(), Str_Format(kValidationFailed, e.what())});
+  } catch (...) {
+    errors.assign(1, ValidatorError{std::string(), Str_Format(kValidationFailed, kUnknownFailure)});
+  }
+  WriteReport(std::move(errors), result);
+}
+
+bool JsonValidator::CheckSchema(const JVal& schema, std::string* error) {
+  std::string reason;
+  try {
+    std::string text;
+    ConfigStoreDocument::SerializeValue(schema, text);
+    reason = CompiledSchemaFor(schema, text, SchemaVariant::kAll)->error;
+  } catch (const std::exception& e) {
+    reason = e.what();
+  } catch (...) {
+    reason = kUnknownFailure;
+  }
+  if (!reason.empty() && error != nullptr) *error = reason;
+  return reason.empty();
+}
+
+}  // namespace OrinConfigStore

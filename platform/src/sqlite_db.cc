@@ -1,0 +1,94 @@
+#include "platform/sqlite_db.h"
+
+#include <sqlite3.h>
+
+namespace OrinConfigStore {
+
+namespace {
+constexpr int kBusyTimeoutMs = 3000;
+
+int OpenFlags(SqliteDb::Mode mode) {
+  switch (mode) {
+    case SqliteDb::Mode::kReadOnly:
+      return SQLITE_OPEN_READONLY;
+    case SqliteDb::Mode::kReadWrite:
+      return SQLITE_OPEN_READWRITE;
+    case SqliteDb::Mode::kCreate:
+      return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  }
+  return SQLITE_OPEN_READONLY;
+}
+}  // namespace
+
+std::unique_ptr<SqliteDb> SqliteDb::Open(const std::string& path, Mode mode, std::string* error) {
+  sqlite3* db = nullptr;
+  const int status =
+      sqlite3_open_v2(path.c_str(), &db, OpenFlags(mode) | SQLITE_OPEN_NOMUTEX, nullptr);
+  if (status != SQLITE_OK) {
+    if (error != nullptr) *error = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(status);
+    sqlite3_close_v2(db);
+    return nullptr;
+  }
+  sqlite3_busy_timeout(db, kBusyTimeoutMs);
+  return std::unique_ptr<SqliteDb>(new SqliteDb(db));
+}
+
+SqliteDb::~SqliteDb() { sqlite3_close_v2(db_); }
+
+bool SqliteDb::Exec(const std::string& sql, std::string* error) {
+  char* message = nullptr;
+  if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, &message) == SQLITE_OK) return true;
+  if (error != nullptr) *error = message != nullptr ? message : LastError();
+  sqlite3_free(message);
+  return false;
+}
+
+std::string SqliteDb::LastError() const { return sqlite3_errmsg(db_); }
+
+SqliteStatement::SqliteStatement(const SqliteDb& db, const std::string& sql) {
+  if (sqlite3_prepare_v2(db.Handle(), sql.c_str(), static_cast<int>(sql.size()), &statement_,
+                         nullptr) != SQLITE_OK) {
+    sqlite3_finalize(statement_);
+    statement_ = nullptr;
+  }
+}
+
+SqliteStatement::~SqliteStatement() { sqlite3_finalize(statement_); }
+
+void SqliteStatement::Reset() {
+  sqlite3_reset(statement_);
+  sqlite3_clear_bindings(statement_);
+  done_ = false;
+}
+
+bool SqliteStatement::BindText(int index, const std::string& text) {
+  return sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()),
+                           SQLITE_TRANSIENT) == SQLITE_OK;
+}
+
+bool SqliteStatement::BindInt(int index, int value) {
+  return sqlite3_bind_int(statement_, index, value) == SQLITE_OK;
+}
+
+bool SqliteStatement::Next() {
+  if (statement_ == nullptr || done_) return false;
+  const int status = sqlite3_step(statement_);
+  if (status == SQLITE_ROW) return true;
+  done_ = status == SQLITE_DONE;
+  return false;
+}
+
+std::string SqliteStatement::ColumnText(int index) const {
+  const auto* text = sqlite3_column_text(statement_, index);
+  if (text == nullptr) return std::string();
+  return std::string(reinterpret_cast<const char*>(text),
+                     static_cast<std::size_t>(sqlite3_column_bytes(statement_, index)));
+}
+
+int SqliteStatement::ColumnInt(int index) const { return sqlite3_column_int(statement_, index); }
+
+long long SqliteStatement::ColumnInt64(int index) const {
+  return sqlite3_column_int64(statement_, index);
+}
+
+}  // namespace OrinConfigStore

@@ -1,0 +1,85 @@
+#include "configstore/config_store_object.h"
+
+#include <utility>
+
+#include "config_store_object_impl.h"
+#include "configstore/logger.h"
+#include "object_helpers.h"
+#include "platform/schema_object.h"
+#include "platform/schema_store.h"
+
+// The public handle: every operation forwards to the implementation.
+
+namespace OrinConfigStore {
+
+namespace {
+constexpr const char* kLogNoSchema = "%s: Schema object not found";
+
+std::shared_ptr<OrinSchemaStore::SchemaObject> SchemaFor(const ConfigStoreObjectId& id) {
+  return OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject(id.component, id.group, id.key);
+}
+
+std::shared_ptr<JsonDoc> EmptyObjectDocument() {
+  auto document = CreateDocument();
+  document->GetDocument().SetObject();
+  return document;
+}
+}  // namespace
+
+ConfigStoreObject::ConfigStoreObject(const ConfigStoreObjectId& id)
+    : StoreObject(std::make_shared<ConfigStoreObjectImpl>(id, EmptyObjectDocument())) {}
+ConfigStoreObject::ConfigStoreObject(std::shared_ptr<ConfigStoreObjectImpl> impl)
+    : StoreObject(std::move(impl)) {}
+ConfigStoreObject::~ConfigStoreObject() = default;
+
+ConfigStoreObjectImpl& ConfigStoreObject::ObjectImpl() const {
+  return static_cast<ConfigStoreObjectImpl&>(Impl());
+}
+
+std::string ConfigStoreObject::GetVersion() const { return ObjectImpl().GetStamp().version; }
+std::string ConfigStoreObject::GetCreationTime() const {
+  return ObjectImpl().GetStamp().creationTime;
+}
+std::string ConfigStoreObject::GetModifiedTime() const {
+  return ObjectImpl().GetStamp().modifiedTime;
+}
+std::uint32_t ConfigStoreObject::GetRevision() const { return ObjectImpl().GetStamp().revision; }
+std::string ConfigStoreObject::GetIdMapStr() const { return ObjectImpl().GetIdMapStr(); }
+std::string ConfigStoreObject::GetData() const { return ObjectImpl().GetData(); }
+std::string ConfigStoreObject::GetSerializedData() const {
+  return ObjectImpl().GetSerializedData();
+}
+void ConfigStoreObject::SetInstanceIdFromCsoId() { ObjectImpl().SetInstanceIdFromCsoId(); }
+void ConfigStoreObject::SetValueEx(const char* key, const void* value) {
+  ObjectImpl().SetValueEx(key, value);
+}
+std::shared_ptr<ConfigStoreObject> ConfigStoreObject::CreateSubObject(const SubObjectId& sid) {
+  return ObjectImpl().CreateSubObject(sid);
+}
+std::shared_ptr<ConfigStoreObject> ConfigStoreObject::GetSubObject(const SubObjectId& sid) const {
+  return ObjectImpl().GetSubObject(sid);
+}
+void ConfigStoreObject::DeleteSubObject(const SubObjectId& sid) {
+  ObjectImpl().DeleteSubObject(sid);
+}
+std::vector<std::shared_ptr<ConfigStoreObject>> ConfigStoreObject::GetSubObjectInstances(
+    const std::shared_ptr<FilterSpecObject>& filter) const {
+  return ObjectImpl().GetSubObjectInstances(filter);
+}
+void ConfigStoreObject::DeleteSubObjectInstances(const std::shared_ptr<FilterSpecObject>& filter) {
+  ObjectImpl().DeleteSubObjectInstances(filter);
+}
+
+std::shared_ptr<ConfigStoreObject> CreateObject(const ConfigStoreObjectId& id,
+                                                const std::string& json) {
+  return CreateObject(id, CreateDocumentFromString(json), SchemaFor(id));
+}
+
+std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
+  const auto schema = SchemaFor(id);
+  if (schema) return schema->GetVersion();
+  CSLogger::Log(0, kLogNoSchema, "GetSchemaVersion");
+  return std::string();
+}
+
+}  // namespace OrinConfigStore

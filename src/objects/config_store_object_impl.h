@@ -1,0 +1,79 @@
+#ifndef SRC_OBJECTS_CONFIG_STORE_OBJECT_IMPL_H_
+#define SRC_OBJECTS_CONFIG_STORE_OBJECT_IMPL_H_
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "configstore/config_store_object.h"
+#include "store_object_impl.h"
+
+namespace OrinSchemaStore {
+class SchemaObject;
+}
+
+namespace OrinConfigStore {
+
+class FilterSpecObject;
+
+// The row metadata a configuration object carries as the store reports it.
+struct ObjectStamp {
+  std::string version;
+  std::string creationTime;
+  std::string modifiedTime;
+  std::uint32_t revision = 0;
+};
+
+// The implementation behind ConfigStoreObject; the contracts are those
+// documented on the handle.
+class ConfigStoreObjectImpl : public StoreObjectImpl {
+ public:
+  using SchemaPtr = std::shared_ptr<OrinSchemaStore::SchemaObject>;
+
+  // Shapes the object by `schema`: the id map and the defaults are deep
+  // copies of the schema's; a null schema is logged and leaves the object
+  // without either.
+  ConfigStoreObjectImpl(const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document,
+                        const SchemaPtr& schema, ObjectStamp stamp = ObjectStamp());
+  // Looks the schema up; an unknown type raises ConfigStoreException 1037.
+  ConfigStoreObjectImpl(const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document);
+  // A view of a sub-object: shares the parent's id map and defaults.
+  ConfigStoreObjectImpl(const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document,
+                        std::shared_ptr<JsonDoc> idMap, std::shared_ptr<JsonDoc> defaults,
+                        ObjectStamp stamp);
+
+  // Falls back on the defaults, looked up under the view's own path.
+  const JVal* GetValuePtrDefault(const char* key, bool& fromDefault) const override;
+  ~ConfigStoreObjectImpl() override;
+
+  const ObjectStamp& GetStamp() const { return stamp_; }
+  std::string GetIdMapStr() const;
+  std::string GetData() const;
+  std::string GetSerializedData() const;
+  void SetInstanceIdFromCsoId();
+  void SetValueEx(const char* key, const void* value);
+
+  std::shared_ptr<ConfigStoreObject> CreateSubObject(const SubObjectId& sid);
+  std::shared_ptr<ConfigStoreObject> GetSubObject(const SubObjectId& sid) const;
+  void DeleteSubObject(const SubObjectId& sid);
+  std::vector<std::shared_ptr<ConfigStoreObject>> GetSubObjectInstances(
+      const std::shared_ptr<FilterSpecObject>& filter) const;
+  void DeleteSubObjectInstances(const std::shared_ptr<FilterSpecObject>& filter);
+  std::shared_ptr<ConfigStoreObject> MakeSubObjectPtr(const SubObjectId& sid,
+                                                      const std::string& instanceId,
+                                                      const std::string& instanceKey) const;
+
+ private:
+  // The instance-id member of the repeated sub-object `key`, or null when
+  // `key` is not a repeated sub-object.
+  const JVal* InstanceKeyOf(const std::string& key) const;
+
+  std::shared_ptr<JsonDoc> idMap_;
+  std::shared_ptr<JsonDoc> defaults_;
+  ObjectStamp stamp_;
+};
+
+}  // namespace OrinConfigStore
+
+#endif  // SRC_OBJECTS_CONFIG_STORE_OBJECT_IMPL_H_

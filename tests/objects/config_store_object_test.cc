@@ -1,0 +1,151 @@
+// Configuration objects: construction from the schema store, defaults,
+// the id map, generated ids and SetValueEx.
+
+#include <gtest/gtest.h>
+
+#include "configstore/config_store_object.h"
+#include "objects/config_store_object_impl.h"
+#include "objects/object_helpers.h"
+#include "platform/schema_store.h"
+#include "test_support.h"
+
+namespace OrinConfigStore {
+namespace {
+
+const ConfigStoreObjectId kResolver("resolver", "dns", "net");
+const ConfigStoreObjectId kVnic("vnics", "interfaces", "net", "vmk1");
+
+class ConfigStoreObjectTest : public ::testing::Test {
+ protected:
+  cstest::SampleSchemaRoot root_;
+};
+
+TEST_F(ConfigStoreObjectTest, ConstructionNeedsAKnownType) {
+  const ConfigStoreObjectId unknown("nothing", "dns", "net");
+  EXPECT_CS_ERROR(ConfigStoreException, 1037,
+                  "Schema object not found: comp net grp dns key nothing",
+                  ConfigStoreObject{unknown});
+  EXPECT_CS_ERROR(ConfigStoreException, 1037,
+                  "Schema object not found: comp net grp dns key nothing",
+                  CreateObject(unknown, "{}"));
+  EXPECT_CS_ERROR(InvalidArgumentException, 1080, "Failed to parse JSON String",
+                  CreateObject(kResolver, "{"));
+  EXPECT_CS_ERROR(InvalidArgumentException, 1082, "Invalid JSON", CreateObject(kResolver, "[]"));
+
+  const ConfigStoreObject fresh(kResolver);
+  EXPECT_TRUE(fresh.IsEmpty());
+  EXPECT_EQ(fresh.GetVersion(), "");
+  EXPECT_EQ(fresh.GetRevision(), 0u);
+  EXPECT_EQ(fresh.GetCreationTime(), "");
+  EXPECT_EQ(GetSchemaVersion(kResolver), "1.2");
+  EXPECT_EQ(GetSchemaVersion(ConfigStoreObjectId("x", "y", "z")), "");
+}
+
+TEST_F(ConfigStoreObjectTest, DefaultsAnswerWithReturnCodeTwoAtEveryLevel) {
+  const auto resolver = CreateObject(kResolver, R"({"domain": "lab", "options": {"attempts": 4}})");
+  std::string domain;
+  int timeout = 0;
+  int attempts = 0;
+  bool rotate = true;
+  EXPECT_EQ(resolver->GetValue("domain", &domain), 1);
+  EXPECT_EQ(domain, "lab");
+  const auto options = resolver->GetSubObject(SubObjectId("options"));
+  ASSERT_NE(options, nullptr);
+  EXPECT_EQ(options->GetValue("timeout", &timeout), 2);
+  EXPECT_EQ(timeout, 5);
+  EXPECT_EQ(options->GetValue("attempts", &attempts), 1);
+  EXPECT_EQ(options->GetValue("rotate", &rotate), 2);
+  EXPECT_FALSE(rotate);
+  EXPECT_EQ(options->GetValue("domain", &domain), 0);  // the parent's default is not the view's
+
+  // Instances of a repeated sub-object share the items' defaults.
+  const auto vnic = CreateObject(kVnic, R"({"addresses": [{"address": "10.0.0.1"}]})");
+  int prefix = 0;
+  int mtu = 0;
+  EXPECT_EQ(vnic->GetValue("mtu", &mtu), 2);
+  EXPECT_EQ(
+      vnic->GetSubObject(SubObjectId("addresses", "10.0.0.1"))->GetValue("prefixLength", &prefix),
+      2);
+  EXPECT_EQ(prefix, 24);
+
+  // A type without defaults answers 0.
+  const auto platform = CreateObject(ConfigStoreObjectId("platform", "hardware", "orin"), "{}");
+  EXPECT_EQ(platform->GetValue("assetTag", &domain), 0);
+}
+
+TEST_F(ConfigStoreObjectTest, IdMapAndInstanceIdFromTheIdentifier) {
+  const auto vnic = CreateObject(kVnic, R"({"name": "old", "mtu": 9000})");
+  EXPECT_EQ(vnic->GetIdMapStr(), R"({"vnics":"name","addresses":"address"})");
+  // The identifier's instance id wins, replaced in place.
+  EXPECT_EQ(vnic->GetData(), R"({"name":"vmk1","mtu":9000})");
+  // Without an instance id in the identifier the data keeps its own.
+  const auto unnamed =
+      CreateObject(ConfigStoreObjectId("vnics", "interfaces", "net"), R"({"name": "vmk7"})");
+  EXPECT_EQ(unnamed->GetData(), R"({"name":"vmk7"})");
+  EXPECT_EQ(CreateObject(kResolver, "{}")->GetIdMapStr(), "{}");
+
+  // Built without a schema object: logged, no id map, no defaults.
+  cstest::LogCapture log;
+  ConfigStoreObjectImpl bare(kVnic, CreateDocumentFromString(R"({"mtu": 1})"), nullptr);
+  EXPECT_EQ(bare.GetIdMapStr(), "{}");
+  EXPECT_EQ(bare.GetData(), R"({"mtu":1})");
+  EXPECT_TRUE(log.Contains(1, "Schema object not found for key: vnics"));
+  EXPECT_TRUE(log.Contains(1, "Schema object is null."));
+  EXPECT_CS_ERROR(ConfigStoreException, 1037,
+                  "Schema object not found: comp net grp interfaces key vnics id vmk1",
+                  CreateObject(kVnic, CreateDocumentFromString("{}"), nullptr));
+}
+
+TEST_F(ConfigStoreObjectTest, GeneratedIdsAreHiddenFromCallersOnly) {
+  const auto vnic = CreateObject(
+      kVnic,
+      R"({"cs_generated_id": "g1", "addresses": [{"address": "a", "cs_generated_id": "g2"}]})");
+  EXPECT_EQ(vnic->GetData(), R"({"name":"vmk1","addresses":[{"address":"a"}]})");
+  EXPECT_EQ(vnic->GetSerializedData(),
+            R"({"cs_generated_id":"g1","addresses":[{"address":"a","cs_generated_id":"g2"}],)"
+            R"("name":"vmk1"})");
+}
+
+TEST_F(ConfigStoreObjectTest, SetValueExMovesChangedMembersToTheEnd) {
+  const auto resolver = CreateObject(kResolver, R"({"a": {"x": 1}, "b": 2})");
+  JDoc same;
+  same.Parse(R"({"x": 1})");
+  resolver->SetValueEx("a", &same);
+  EXPECT_EQ(resolver->GetData(), R"({"a":{"x":1},"b":2})");
+  JDoc other;
+  other.Parse("[1, 2]");
+  resolver->SetValueEx("a", &other);
+  resolver->SetValueEx("c", &other);
+  EXPECT_EQ(resolver->GetData(), R"({"b":2,"a":[1,2],"c":[1,2]})");
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
+                  resolver->SetValueEx(nullptr, &other));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON", resolver->SetValueEx("d", nullptr));
+}
+
+TEST_F(ConfigStoreObjectTest, InstanceIdAndEmptyHandleHelpers) {
+  const auto schema =
+      OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject("net", "interfaces", "vnics");
+  JDoc value;
+  value.Parse(R"({"name": "vmk3", "mtu": 1500})");
+  EXPECT_EQ(GetInstanceIdFromValue(value, schema), "vmk3");
+  value.Parse(R"({"mtu": 1500})");
+  EXPECT_EQ(GetInstanceIdFromValue(value, schema), "");
+  value.Parse(R"({"name": 3})");
+  EXPECT_CS_ERROR(ConfigStoreException, 1032, "Invalid value for key name",
+                  GetInstanceIdFromValue(value, schema));
+  const auto singleton =
+      OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject("net", "dns", "resolver");
+  EXPECT_EQ(GetInstanceIdFromValue(value, singleton), "");
+
+  cstest::LogCapture log;
+  std::shared_ptr<ConfigStoreObject> none;
+  std::shared_ptr<ConfigStoreObject> some = CreateObject(kResolver, "{}");
+  EXPECT_TRUE(ObjIsEmpty(none, "SetUserData"));
+  EXPECT_FALSE(ObjIsEmpty(some, "SetUserData"));
+  EXPECT_TRUE(FsoIsEmpty(nullptr, "GetInstances"));
+  EXPECT_TRUE(log.Contains(1, "SetUserData: Configuration object is empty"));
+  EXPECT_TRUE(log.Contains(1, "GetInstances: FilterSpec object is empty"));
+}
+
+}  // namespace
+}  // namespace OrinConfigStore
