@@ -3,6 +3,7 @@
 
 // The whole public interface of the host configuration store.
 
+#include "configstore/config_store.h"
 #include "configstore/config_store_object.h"
 #include "configstore/drift_object.h"
 #include "configstore/error_codes.h"

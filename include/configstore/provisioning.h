@@ -10,6 +10,15 @@
 
 #include "configstore/export.h"
 
+namespace OrinConfigStore {
+
+// Creates the configuration database, its parent directories, its tables
+// and its triggers under the host root; idempotent. Raises
+// ConfigStoreException 1001, 1015 or 1016 when that fails.
+CONFIGSTORE_API void InitializeDatabase();
+
+}  // namespace OrinConfigStore
+
 namespace OrinSchemaStore {
 
 // Creates the schema store database and its tables; idempotent.
@@ -26,8 +35,11 @@ CONFIGSTORE_API void InitializeSchemaStore();
 // breaks the annotation rules, or whose defaultConfig does not fit its
 // schema, refuses the whole file with InvalidArgumentException 2000
 // "Invalid schema definition in <file>: <problem>", and nothing of the file
-// is stored. Types already stored are replaced. Returns the number of types
-// stored.
+// is stored. Types already stored are replaced. The definitions' defaults
+// go to the configuration database's DefaultConfig table, split into the
+// user, vital and cached values by the schema's marks (the database is
+// initialised first when missing); a type without defaults loses any it had.
+// Returns the number of types stored.
 CONFIGSTORE_API std::size_t LoadSchemaFile(const std::string& path);
 
 // As LoadSchemaFile, from JSON text; errors name the source as "JSON text".

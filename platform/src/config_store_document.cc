@@ -11,6 +11,14 @@ namespace OrinConfigStore {
 
 namespace {
 
+constexpr std::size_t kDocumentChunkCapacity = 1024;
+
+// A document together with the allocator it draws from, freed together.
+struct PooledDocument {
+  JAllocator allocator{kDocumentChunkCapacity};
+  JDoc document{&allocator};
+};
+
 constexpr const char* kLogTooDeep = "JSON text nests deeper than %zu levels";
 
 // The deepest nesting of the text's arrays and objects, counting brackets
@@ -38,8 +46,16 @@ std::size_t NestingDepth(const char* text, std::size_t length, std::size_t limit
 
 }  // namespace
 
+std::shared_ptr<JDoc> ConfigStoreDocument::NewDocument() {
+  auto pooled = std::make_shared<PooledDocument>();
+  return std::shared_ptr<JDoc>(pooled, &pooled->document);
+}
+
 bool ConfigStoreDocument::Parse(JDoc& document, const char* text, std::size_t length) {
-  if (NestingDepth(text, length, kMaxNestingDepth) > kMaxNestingDepth) {
+  // Each level needs at least one bracket: a shorter text cannot nest too
+  // deep, and skips the scan (most stored values are short).
+  if (length > kMaxNestingDepth &&
+      NestingDepth(text, length, kMaxNestingDepth) > kMaxNestingDepth) {
     CSLogger::Log(1, kLogTooDeep, kMaxNestingDepth);
     return false;
   }

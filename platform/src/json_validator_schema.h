@@ -25,8 +25,10 @@ V* SchemaMember(V& node, const char* key) {
 // both forms. Values of other keywords ("enum", "const", "default", unknown
 // keywords, and the member names inside "properties") are data, never
 // schemas. A "$ref" replaces its siblings, so a node holding one has none.
+// `refSiblings` visits the subschemas beside a "$ref" too, for walks that
+// must reach every part of the document (rewriting references, say).
 template <typename V, typename F>
-void ForEachSubschema(V& node, F&& visit) {
+void ForEachSubschema(V& node, F&& visit, bool refSiblings = false) {
   static constexpr const char* kSingle[] = {"additionalItems",
                                             "additionalProperties",
                                             "contains",
@@ -39,7 +41,7 @@ void ForEachSubschema(V& node, F&& visit) {
   static constexpr const char* kMaps[] = {"properties", "patternProperties", "definitions",
                                           "dependencies"};
   static constexpr const char* kLists[] = {"allOf", "anyOf", "oneOf", "items"};
-  if (!node.IsObject() || SchemaMember(node, "$ref") != nullptr) return;
+  if (!node.IsObject() || (!refSiblings && SchemaMember(node, "$ref") != nullptr)) return;
   for (auto& member : node.GetObject()) {
     const char* keyword = member.name.GetString();
     V& value = member.value;

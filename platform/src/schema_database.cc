@@ -121,10 +121,15 @@ void StoreDefinitions(const std::vector<SchemaDefinition>& definitions) {
   ThrowException<ConfigStoreException>(OrinConfigStore::CS_ERR_DB_WRITE);
 }
 
+// A file that is not (yet) a schema store, such as one just created by
+// another process that has not written its tables, gives no reader; the
+// next lookup tries again.
 std::unique_ptr<SchemaReader> SchemaReader::Open(const std::string& path) {
   auto db = SqliteDb::Open(path, SqliteDb::Mode::kReadOnly, nullptr);
   if (!db) return nullptr;
-  return std::unique_ptr<SchemaReader>(new SchemaReader(std::move(db)));
+  std::unique_ptr<SchemaReader> reader(new SchemaReader(std::move(db)));
+  if (!reader->select_.Ok() || !reader->dataVersion_.Ok()) return nullptr;
+  return reader;
 }
 
 SchemaReader::SchemaReader(std::unique_ptr<SqliteDb> db)

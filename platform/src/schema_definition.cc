@@ -73,14 +73,14 @@ std::unique_ptr<JDoc> CopyOf(const JVal& value) {
 
 void CheckInstanceMarks(const JVal& schema, const DefinitionError& error) {
   WalkProperties(schema, [&](const std::string& pointer, const std::string&, const JVal& property) {
-    const JVal* mark = property.IsObject() ? Member(property, kInstanceIdMark) : nullptr;
+    const JVal* mark = SchemaAnnotation(schema, property, kInstanceIdMark);
     if (mark == nullptr || mark->IsTrue()) return;
     if (!mark->IsString()) {
       error.Fail("property " + pointer + " has an \"instanceId\" mark that is neither true nor " +
                  "a member name");
     }
-    const JVal* items = Member(property, kItemsKeyword);
-    const JVal* itemProperties = items != nullptr ? PropertiesOf(*items) : nullptr;
+    const JVal* items = SchemaAnnotation(schema, property, kItemsKeyword);
+    const JVal* itemProperties = items != nullptr ? PropertiesOf(schema, *items) : nullptr;
     if (itemProperties == nullptr || !itemProperties->HasMember(mark->GetString())) {
       error.Fail("property " + pointer + " names the instance member \"" + mark->GetString() +
                  "\" that its items do not declare");
@@ -89,10 +89,12 @@ void CheckInstanceMarks(const JVal& schema, const DefinitionError& error) {
 }
 
 std::size_t CountTopLevelInstanceIds(const JVal& schema) {
-  const JVal* properties = PropertiesOf(schema);
+  const JVal* properties = PropertiesOf(schema, schema);
   std::size_t count = 0;
   if (properties == nullptr) return count;
-  for (const auto& member : properties->GetObject()) count += IsInstanceIdMember(member.value);
+  for (const auto& member : properties->GetObject()) {
+    count += IsInstanceIdMember(schema, member.value);
+  }
   return count;
 }
 

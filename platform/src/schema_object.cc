@@ -2,33 +2,36 @@
 
 #include <utility>
 
+#include "platform/config_store_document.h"
 #include "platform/schema_walk.h"
 
 namespace OrinSchemaStore {
 
 namespace {
 
+using OrinConfigStore::ConfigStoreDocument;
 using OrinConfigStore::JAllocator;
+
+// Deeper than any configuration nests; only a reference cycle gets here.
+constexpr int kMaxDefaultsDepth = 64;
 
 // The defaults of one object schema: each property's "default", and for
 // object properties and repeated sub-objects without one, the defaults of
 // their own members. Returns an empty object when there are none.
-JVal CollectDefaults(const JVal& schema, JAllocator& allocator) {
+JVal CollectDefaults(const JVal& root, const JVal& schema, JAllocator& allocator, int depth) {
   JVal defaults(rapidjson::kObjectType);
-  const JVal* properties = PropertiesOf(schema);
+  const JVal* properties = depth < kMaxDefaultsDepth ? PropertiesOf(root, schema) : nullptr;
   if (properties == nullptr) return defaults;
   for (const auto& member : properties->GetObject()) {
     const JVal& property = member.value;
     if (!property.IsObject()) continue;
     JVal value;
-    const auto annotated = property.FindMember(kDefaultKeyword);
-    if (annotated != property.MemberEnd()) {
-      value.CopyFrom(annotated->value, allocator);
+    if (const JVal* annotated = SchemaAnnotation(root, property, kDefaultKeyword)) {
+      value.CopyFrom(*annotated, allocator);
     } else {
-      const auto items = property.FindMember(kItemsKeyword);
-      const bool repeated =
-          RepeatedInstanceKey(property) != nullptr && items != property.MemberEnd();
-      value = CollectDefaults(repeated ? items->value : property, allocator);
+      const JVal* items = SchemaAnnotation(root, property, kItemsKeyword);
+      const bool repeated = RepeatedInstanceKey(root, property) != nullptr && items != nullptr;
+      value = CollectDefaults(root, repeated ? *items : property, allocator, depth + 1);
       if (value.ObjectEmpty()) continue;
     }
     defaults.AddMember(JVal(member.name, allocator), value, allocator);
@@ -50,21 +53,26 @@ SchemaObject::SchemaObject(std::string component, std::string group, std::string
       bootExempt_(bootExempt) {
   if (nonSingleton_) instanceIdKey_ = TopLevelInstanceIdMember(*schema_);
 
-  JAllocator& mapAllocator = instanceKeyMap_.GetAllocator();
-  instanceKeyMap_.SetObject();
+  instanceKeyMap_ = ConfigStoreDocument::NewDocument();
+  JAllocator& mapAllocator = instanceKeyMap_->GetAllocator();
+  instanceKeyMap_->SetObject();
   if (!instanceIdKey_.empty()) {
-    instanceKeyMap_.AddMember(JVal(key_.c_str(), mapAllocator),
-                              JVal(instanceIdKey_.c_str(), mapAllocator), mapAllocator);
+    instanceKeyMap_->AddMember(JVal(key_.c_str(), mapAllocator),
+                               JVal(instanceIdKey_.c_str(), mapAllocator), mapAllocator);
   }
   WalkProperties(*schema_, [&](const std::string&, const std::string& name, const JVal& property) {
-    const char* instanceKey = RepeatedInstanceKey(property);
-    if (instanceKey == nullptr || instanceKeyMap_.HasMember(name.c_str())) return;
-    instanceKeyMap_.AddMember(JVal(name.c_str(), mapAllocator), JVal(instanceKey, mapAllocator),
-                              mapAllocator);
+    const char* instanceKey = RepeatedInstanceKey(*schema_, property);
+    if (instanceKey == nullptr || instanceKeyMap_->HasMember(name.c_str())) return;
+    instanceKeyMap_->AddMember(JVal(name.c_str(), mapAllocator), JVal(instanceKey, mapAllocator),
+                               mapAllocator);
   });
 
-  JVal defaults = CollectDefaults(*schema_, defaults_.GetAllocator());
-  if (!defaults.ObjectEmpty()) static_cast<JVal&>(defaults_) = defaults;
+  defaults_ = ConfigStoreDocument::NewDocument();
+  JVal defaults = CollectDefaults(*schema_, *schema_, defaults_->GetAllocator(), 0);
+  if (!defaults.ObjectEmpty()) {
+    static_cast<JVal&>(*defaults_) = defaults;
+    sharedDefaults_ = defaults_;
+  }
 }
 
 SchemaObject::~SchemaObject() = default;
@@ -72,8 +80,8 @@ SchemaObject::~SchemaObject() = default;
 const JVal& SchemaObject::GetSchemaJson() const { return *schema_; }
 bool SchemaObject::IsBootExempt() const { return bootExempt_; }
 bool SchemaObject::IsNonSingleton() const { return nonSingleton_; }
-const JVal& SchemaObject::GetInstanceKeyMap() const { return instanceKeyMap_; }
-const JVal& SchemaObject::GetDefaultValue() const { return defaults_; }
+const JVal& SchemaObject::GetInstanceKeyMap() const { return *instanceKeyMap_; }
+const JVal& SchemaObject::GetDefaultValue() const { return *defaults_; }
 const std::string& SchemaObject::GetInstanceIdKey() const { return instanceIdKey_; }
 const std::string& SchemaObject::GetVersion() const { return version_; }
 

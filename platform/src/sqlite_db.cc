@@ -56,18 +56,20 @@ SqliteStatement::SqliteStatement(const SqliteDb& db, const std::string& sql) {
 SqliteStatement::~SqliteStatement() { sqlite3_finalize(statement_); }
 
 void SqliteStatement::Reset() {
+  if (statement_ == nullptr) return;
   sqlite3_reset(statement_);
   sqlite3_clear_bindings(statement_);
   done_ = false;
 }
 
 bool SqliteStatement::BindText(int index, const std::string& text) {
-  return sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()),
+  return statement_ != nullptr &&
+         sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()),
                            SQLITE_TRANSIENT) == SQLITE_OK;
 }
 
 bool SqliteStatement::BindInt(int index, int value) {
-  return sqlite3_bind_int(statement_, index, value) == SQLITE_OK;
+  return statement_ != nullptr && sqlite3_bind_int(statement_, index, value) == SQLITE_OK;
 }
 
 bool SqliteStatement::Next() {

@@ -6,7 +6,6 @@
 #include "configstore/logger.h"
 #include "object_helpers.h"
 #include "platform/schema_object.h"
-#include "platform/schema_store.h"
 
 // The public handle: every operation forwards to the implementation.
 
@@ -14,10 +13,6 @@ namespace OrinConfigStore {
 
 namespace {
 constexpr const char* kLogNoSchema = "%s: Schema object not found";
-
-std::shared_ptr<OrinSchemaStore::SchemaObject> SchemaFor(const ConfigStoreObjectId& id) {
-  return OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject(id.component, id.group, id.key);
-}
 
 std::shared_ptr<JsonDoc> EmptyObjectDocument() {
   auto document = CreateDocument();
@@ -72,11 +67,11 @@ void ConfigStoreObject::DeleteSubObjectInstances(const std::shared_ptr<FilterSpe
 
 std::shared_ptr<ConfigStoreObject> CreateObject(const ConfigStoreObjectId& id,
                                                 const std::string& json) {
-  return CreateObject(id, CreateDocumentFromString(json), SchemaFor(id));
+  return CreateObject(id, CreateDocumentFromString(json), LookupSchema(id));
 }
 
 std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
-  const auto schema = SchemaFor(id);
+  const auto schema = LookupSchema(id);
   if (schema) return schema->GetVersion();
   CSLogger::Log(0, kLogNoSchema, "GetSchemaVersion");
   return std::string();

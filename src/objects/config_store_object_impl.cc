@@ -5,9 +5,9 @@
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
 #include "json_lookup.h"
+#include "object_helpers.h"
 #include "platform/config_store_document.h"
 #include "platform/schema_object.h"
-#include "platform/schema_store.h"
 
 namespace OrinConfigStore {
 
@@ -17,29 +17,20 @@ constexpr const char* kLogNoSchemaForKey = "Schema object not found for key: %s"
 constexpr const char* kLogNullSchema = "Schema object is null.";
 constexpr const char* kEmptyIdMap = "{}";
 
-// A new document holding a deep copy of `value`; null for JSON null.
-std::shared_ptr<JsonDoc> CopyDocument(const JVal& value) {
-  if (value.IsNull()) return nullptr;
-  auto document = CreateDocument();
-  document->GetDocument().CopyFrom(value, document->GetAllocator());
-  return document;
-}
-
-ConfigStoreObjectImpl::SchemaPtr LookUpSchema(const ConfigStoreObjectId& id) {
-  auto schema =
-      OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject(id.component, id.group, id.key);
+ConfigStoreObjectImpl::SchemaPtr RequireSchema(const ConfigStoreObjectId& id) {
+  auto schema = LookupSchema(id);
   if (!schema) ThrowException<ConfigStoreException>(CS_ERR_SCHEMA_NOT_FOUND, id.toString().c_str());
   return schema;
 }
 
-// Follows the view's path through the defaults document by member names: a
+// Follows `path` through the defaults document by member names: a
 // sub-object's defaults sit under its key (for a repeated sub-object, the
 // defaults of one instance). Null where the defaults stop.
-const JVal* DefaultsAt(const JsonDoc& defaults) {
-  const JVal* current = &defaults.GetDocument();
-  for (const JsonNode& node : defaults.GetPath()) {
+const JVal* DefaultsAt(const JVal& defaults, const std::vector<std::string>& path) {
+  const JVal* current = &defaults;
+  for (const std::string& key : path) {
     if (!current->IsObject()) return nullptr;
-    current = FindValue(*current, node.key.c_str());
+    current = FindValue(*current, key.c_str());
     if (current == nullptr) return nullptr;
   }
   return current->IsObject() ? current : nullptr;
@@ -49,11 +40,13 @@ const JVal* DefaultsAt(const JsonDoc& defaults) {
 
 ConfigStoreObjectImpl::ConfigStoreObjectImpl(const ConfigStoreObjectId& id,
                                              std::shared_ptr<JsonDoc> document,
-                                             const SchemaPtr& schema, ObjectStamp stamp)
+                                             const SchemaPtr& schema, StampPtr stamp)
     : StoreObjectImpl(id, std::move(document)), stamp_(std::move(stamp)) {
   if (schema) {
-    idMap_ = CopyDocument(schema->GetInstanceKeyMap());
-    defaults_ = CopyDocument(schema->GetDefaultValue());
+    // The type's documents are shared, not copied: nothing ever writes to an
+    // object's id map or defaults.
+    idMap_ = schema->SharedInstanceKeyMap();
+    defaults_ = schema->SharedDefaultValue();
   } else {
     CSLogger::Log(1, kLogNoSchemaForKey, id.key.c_str());
     CSLogger::Log(1, kLogNullSchema);
@@ -63,15 +56,17 @@ ConfigStoreObjectImpl::ConfigStoreObjectImpl(const ConfigStoreObjectId& id,
 
 ConfigStoreObjectImpl::ConfigStoreObjectImpl(const ConfigStoreObjectId& id,
                                              std::shared_ptr<JsonDoc> document)
-    : ConfigStoreObjectImpl(id, std::move(document), LookUpSchema(id)) {}
+    : ConfigStoreObjectImpl(id, std::move(document), RequireSchema(id)) {}
 
 ConfigStoreObjectImpl::ConfigStoreObjectImpl(const ConfigStoreObjectId& id,
                                              std::shared_ptr<JsonDoc> document,
-                                             std::shared_ptr<JsonDoc> idMap,
-                                             std::shared_ptr<JsonDoc> defaults, ObjectStamp stamp)
+                                             std::shared_ptr<JDoc> idMap,
+                                             std::shared_ptr<JDoc> defaults,
+                                             std::vector<std::string> defaultsPath, StampPtr stamp)
     : StoreObjectImpl(id, std::move(document)),
       idMap_(std::move(idMap)),
       defaults_(std::move(defaults)),
+      defaultsPath_(std::move(defaultsPath)),
       stamp_(std::move(stamp)) {
   // A view is made for an instance found (or just created) under the id it
   // carries, so writing that id again would only walk the array once more.
@@ -79,10 +74,15 @@ ConfigStoreObjectImpl::ConfigStoreObjectImpl(const ConfigStoreObjectId& id,
 
 ConfigStoreObjectImpl::~ConfigStoreObjectImpl() = default;
 
+const ObjectStamp& ConfigStoreObjectImpl::GetStamp() const {
+  static const ObjectStamp kUnstamped;
+  return stamp_ ? *stamp_ : kUnstamped;
+}
+
 const JVal* ConfigStoreObjectImpl::GetValuePtrDefault(const char* key, bool& fromDefault) const {
   fromDefault = false;
   if (const JVal* own = GetValuePtr(key)) return own;
-  const JVal* defaults = defaults_ ? DefaultsAt(*defaults_) : nullptr;
+  const JVal* defaults = defaults_ ? DefaultsAt(*defaults_, defaultsPath_) : nullptr;
   const JVal* value = defaults ? FindValue(*defaults, key) : nullptr;
   fromDefault = value != nullptr;
   return value;
@@ -90,18 +90,19 @@ const JVal* ConfigStoreObjectImpl::GetValuePtrDefault(const char* key, bool& fro
 
 const JVal* ConfigStoreObjectImpl::InstanceKeyOf(const std::string& key) const {
   if (!idMap_) return nullptr;
-  return FindValue(idMap_->GetDocument(), key.c_str());
+  return FindValue(*idMap_, key.c_str());
 }
 
 std::string ConfigStoreObjectImpl::GetIdMapStr() const {
   if (!idMap_) return kEmptyIdMap;
   std::string text;
-  ConfigStoreDocument::SerializeValue(idMap_->GetDocument(), text);
+  ConfigStoreDocument::SerializeValue(*idMap_, text);
   return text;
 }
 
 std::string ConfigStoreObjectImpl::GetData() const {
-  JDoc copy;
+  const auto copyDocument = ConfigStoreDocument::NewDocument();
+  JDoc& copy = *copyDocument;
   const JVal* data = nullptr;
   try {
     data = &Value();
@@ -127,15 +128,8 @@ void ConfigStoreObjectImpl::SetInstanceIdFromCsoId() {
 }
 
 void ConfigStoreObjectImpl::SetValueEx(const char* key, const void* value) {
-  JVal& object = Value();
-  const auto existing = object.FindMember(JsonKey(key));
   RAPIDJSON_ASSERT(value != nullptr);
-  const JVal& wanted = *static_cast<const JVal*>(value);
-  if (existing != object.MemberEnd()) {
-    if (existing->value == wanted) return;
-    object.RemoveMember(existing);
-  }
-  object.AddMember(JVal(key, Allocator()), JVal(wanted, Allocator()), Allocator());
+  SetMemberEx(Value(), key, *static_cast<const JVal*>(value), Allocator());
 }
 
 }  // namespace OrinConfigStore

@@ -18,12 +18,14 @@ namespace OrinConfigStore {
 class FilterSpecObject;
 
 // The row metadata a configuration object carries as the store reports it.
+// One stamp is shared by every object built from the same row, and by views.
 struct ObjectStamp {
   std::string version;
   std::string creationTime;
   std::string modifiedTime;
   std::uint32_t revision = 0;
 };
+using StampPtr = std::shared_ptr<const ObjectStamp>;
 
 // The implementation behind ConfigStoreObject; the contracts are those
 // documented on the handle.
@@ -35,19 +37,21 @@ class ConfigStoreObjectImpl : public StoreObjectImpl {
   // copies of the schema's; a null schema is logged and leaves the object
   // without either.
   ConfigStoreObjectImpl(const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document,
-                        const SchemaPtr& schema, ObjectStamp stamp = ObjectStamp());
+                        const SchemaPtr& schema, StampPtr stamp = nullptr);
   // Looks the schema up; an unknown type raises ConfigStoreException 1037.
   ConfigStoreObjectImpl(const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document);
-  // A view of a sub-object: shares the parent's id map and defaults.
+  // A view of a sub-object: shares the parent's id map and defaults, whose
+  // own defaults sit under `defaultsPath` (member names) in them.
   ConfigStoreObjectImpl(const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document,
-                        std::shared_ptr<JsonDoc> idMap, std::shared_ptr<JsonDoc> defaults,
-                        ObjectStamp stamp);
+                        std::shared_ptr<JDoc> idMap, std::shared_ptr<JDoc> defaults,
+                        std::vector<std::string> defaultsPath, StampPtr stamp);
 
   // Falls back on the defaults, looked up under the view's own path.
   const JVal* GetValuePtrDefault(const char* key, bool& fromDefault) const override;
   ~ConfigStoreObjectImpl() override;
 
-  const ObjectStamp& GetStamp() const { return stamp_; }
+  // The row's stamp; all empty (0) for an object a caller built.
+  const ObjectStamp& GetStamp() const;
   std::string GetIdMapStr() const;
   std::string GetData() const;
   std::string GetSerializedData() const;
@@ -69,9 +73,12 @@ class ConfigStoreObjectImpl : public StoreObjectImpl {
   // `key` is not a repeated sub-object.
   const JVal* InstanceKeyOf(const std::string& key) const;
 
-  std::shared_ptr<JsonDoc> idMap_;
-  std::shared_ptr<JsonDoc> defaults_;
-  ObjectStamp stamp_;
+  // The type's documents, shared by every object of the type and never
+  // written; null when the object has none.
+  std::shared_ptr<JDoc> idMap_;
+  std::shared_ptr<JDoc> defaults_;
+  std::vector<std::string> defaultsPath_;
+  StampPtr stamp_;
 };
 
 }  // namespace OrinConfigStore

@@ -48,14 +48,10 @@ std::shared_ptr<ConfigStoreObject> ConfigStoreObjectImpl::MakeSubObjectPtr(
   std::vector<JsonNode> path = GetJsonDoc()->GetPath();
   path.push_back(JsonNode{sid.key, instanceKey, instanceId});
   auto view = std::make_shared<JsonDoc>(GetJsonDoc()->ShareDocument(), std::move(path));
-  std::shared_ptr<JsonDoc> defaults;
-  if (defaults_) {
-    std::vector<JsonNode> defaultsPath = defaults_->GetPath();
-    defaultsPath.push_back(JsonNode{sid.key, "", ""});
-    defaults = std::make_shared<JsonDoc>(defaults_->ShareDocument(), std::move(defaultsPath));
-  }
+  std::vector<std::string> defaultsPath = defaultsPath_;
+  defaultsPath.push_back(sid.key);
   return ConfigStoreObjectInternal::Wrap(std::make_shared<ConfigStoreObjectImpl>(
-      id, std::move(view), idMap_, std::move(defaults), stamp_));
+      id, std::move(view), idMap_, defaults_, std::move(defaultsPath), stamp_));
 }
 
 std::shared_ptr<ConfigStoreObject> ConfigStoreObjectImpl::CreateSubObject(const SubObjectId& sid) {

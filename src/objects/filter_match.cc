@@ -20,7 +20,6 @@ bool IsArraySubset(const JVal& data, const JVal& part, const JVal& schema) {
   const auto mark = schema.FindMember(kInstanceIdKeyword);
   if (mark == schema.MemberEnd()) return data == part;
   const std::string instanceKey = mark->value.GetString();
-  const JVal& items = RequireMember(schema, kItemsKeyword);
   for (const JVal& element : part.GetArray()) {
     const JVal& id = RequireMember(element, instanceKey);
     const std::string instanceId(id.GetString(), id.GetStringLength());
@@ -29,7 +28,7 @@ bool IsArraySubset(const JVal& data, const JVal& part, const JVal& schema) {
       CSLogger::Log(0, kLogMissingInstance, instanceId.c_str());
       return false;
     }
-    if (!IsSchemaSubset(*match, element, items)) return false;
+    if (!IsSchemaSubset(*match, element, RequireMember(schema, kItemsKeyword))) return false;
   }
   return true;
 }

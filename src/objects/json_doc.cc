@@ -33,7 +33,7 @@ JVal& Step(JVal& current, const JsonNode& node) {
 
 }  // namespace
 
-JsonDoc::JsonDoc() : document_(std::make_shared<JDoc>()) {}
+JsonDoc::JsonDoc() : document_(ConfigStoreDocument::NewDocument()) {}
 
 JsonDoc::JsonDoc(std::shared_ptr<JDoc> document, std::vector<JsonNode> path)
     : document_(std::move(document)), path_(std::move(path)) {
@@ -49,8 +49,12 @@ JVal* JsonDoc::GetJsonValuePtr() const {
 std::shared_ptr<JsonDoc> CreateDocument() { return std::make_shared<JsonDoc>(); }
 
 std::shared_ptr<JsonDoc> CreateDocumentFromString(const std::string& text) {
+  return CreateDocumentFromText(text.data(), text.size());
+}
+
+std::shared_ptr<JsonDoc> CreateDocumentFromText(const char* text, std::size_t length) {
   std::shared_ptr<JsonDoc> document = CreateDocument();
-  if (!ConfigStoreDocument::Parse(document->GetDocument(), text.data(), text.size())) {
+  if (!ConfigStoreDocument::Parse(document->GetDocument(), text, length)) {
     ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_STRING);
   }
   return document;

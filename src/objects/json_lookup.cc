@@ -47,4 +47,14 @@ const JVal* FindInstance(const JVal& instances, const std::string& instanceKey,
   return nullptr;
 }
 
+// The copy is taken before anything moves: `value` may be a member of this
+// very object, which the removal would shift.
+void SetMemberEx(JVal& object, const char* key, const JVal& value, JAllocator& allocator) {
+  const auto existing = object.FindMember(JsonKey(key));
+  if (existing != object.MemberEnd() && existing->value == value) return;
+  JVal copy(value, allocator);
+  if (existing != object.MemberEnd()) object.RemoveMember(existing);
+  object.AddMember(JVal(key, allocator), copy, allocator);
+}
+
 }  // namespace OrinConfigStore

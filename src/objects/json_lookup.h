@@ -4,6 +4,7 @@
 #include <string>
 
 #include "configstore/json.h"
+#include "configstore/json_doc.h"
 
 namespace OrinConfigStore {
 
@@ -27,6 +28,16 @@ const JVal& RequireMember(const JVal& object, const std::string& name);
 JVal* FindInstance(JVal& instances, const std::string& instanceKey, const std::string& instanceId);
 const JVal* FindInstance(const JVal& instances, const std::string& instanceKey,
                          const std::string& instanceId);
+
+// Sets the member `key` of `object` to a deep copy of `value`: an equal
+// member is left alone, a different one is removed and the new member added
+// at the end of the object (so a changed member moves to the end). A null
+// key raises "Invalid JSON".
+void SetMemberEx(JVal& object, const char* key, const JVal& value, JAllocator& allocator);
+
+// CreateDocumentFromString without a string: for text that lives elsewhere,
+// such as a database row.
+std::shared_ptr<JsonDoc> CreateDocumentFromText(const char* text, std::size_t length);
 
 }  // namespace OrinConfigStore
 

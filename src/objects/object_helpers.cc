@@ -5,6 +5,7 @@
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
 #include "platform/schema_object.h"
+#include "platform/schema_store.h"
 
 namespace OrinConfigStore {
 
@@ -18,6 +19,10 @@ std::string GetInstanceIdFromValue(const JVal& value,
     ThrowException<ConfigStoreException>(CS_ERR_INVALID_VALUE, member.c_str());
   }
   return std::string(found->value.GetString(), found->value.GetStringLength());
+}
+
+std::shared_ptr<OrinSchemaStore::SchemaObject> LookupSchema(const ConfigStoreObjectId& id) {
+  return OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject(id.component, id.group, id.key);
 }
 
 bool ObjIsEmpty(std::shared_ptr<ConfigStoreObject>& obj, const char* caller) {

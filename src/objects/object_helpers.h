@@ -29,6 +29,9 @@ bool ObjIsEmpty(std::shared_ptr<ConfigStoreObject>& obj, const char* caller);
 // The same for filters, with error 1041.
 bool FsoIsEmpty(const std::shared_ptr<FilterSpecObject>& fso, const char* caller);
 
+// The type's schema from the schema store, or null.
+std::shared_ptr<OrinSchemaStore::SchemaObject> LookupSchema(const ConfigStoreObjectId& id);
+
 // Builds a configuration object over `document` shaped by `schema`. A null
 // schema raises ConfigStoreException 1037 "Schema object not found: <id>";
 // a document whose root is not an object raises InvalidArgumentException

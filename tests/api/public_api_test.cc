@@ -3,6 +3,7 @@
 
 #include <configstore/configstore.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <stdlib.h>
 
@@ -79,6 +80,15 @@ class SampleRoot {
     OrinSchemaStore::LoadSchemaFile(schemas + "net.json");
     OrinSchemaStore::LoadSchemaFile(schemas + "orin.json");
   }
+  // Runs SQL on the configuration database directly, as another program on
+  // the host might.
+  void Sql(const char* statements) const {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open((path_ + "/etc/tessel/configstore/current-store-1").c_str(), &db),
+              SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(db, statements, nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(db);
+  }
   ~SampleRoot() {
     unsetenv("CONFIGSTORE_ROOT");
     std::filesystem::remove_all(path_);
@@ -109,6 +119,32 @@ TEST(PublicApi, ObjectsSubObjectsFiltersAndDefaultsOnASampleRoot) {
             R"({"portgroup":"Storage","name":"vmk1","addresses":[{"address":"10.0.1.1",)"
             R"("gateway":"10.0.1.254"}]})");
   EXPECT_THROW(CreateObject(ConfigStoreObjectId("none", "x", "y"), "{}"), ConfigStoreException);
+}
+
+TEST(PublicApi, ReadsThroughTheStore) {
+  SampleRoot root;  // loading schemas initialises the database too
+  root.Sql(
+      "INSERT INTO Config(Component, ConfigGroup, Name, Identifier, UserValue, VitalValue, "
+      "Revision)"
+      " VALUES('net', 'interfaces', 'vnics', 'vmk1', '{\"mtu\":9000}', "
+      "'{\"macAddress\":\"00:50:56:00:00:01\"}', 3);");
+  auto store = ConfigStore::GetStore("");
+  const ConfigStoreObjectId vmk1("vnics", "interfaces", "net", "vmk1");
+  const auto object = store->Get(vmk1);
+  ASSERT_NE(object, nullptr);
+  EXPECT_EQ(object->GetData(), R"({"macAddress":"00:50:56:00:00:01","name":"vmk1","mtu":9000})");
+  bool enabled = false;
+  EXPECT_EQ(object->GetValue("enabled", &enabled), 2);  // from the schema's defaults
+  EXPECT_TRUE(enabled);
+  EXPECT_EQ(store->GetRevision(vmk1), 3);
+  const ConfigStoreObjectId vnics("vnics", "interfaces", "net");
+  EXPECT_EQ(store->GetInstanceIds(vnics), std::vector<std::string>{"vmk1"});
+  EXPECT_EQ(store->GetInstances(std::make_shared<FilterSpecObject>(vnics)).size(), 1u);
+  const auto defaults = store->GetDefaultConfig(ConfigStoreObjectId("options", "kernix", "orin"));
+  ASSERT_NE(defaults, nullptr);
+  EXPECT_EQ(defaults->GetData(), R"({"maxVcpus":128,"bootDelay":0,"console":"vga"})");
+  EXPECT_EQ(store->Get(ConfigStoreObjectId("options", "kernix", "orin")), nullptr);
+  EXPECT_THROW(ConfigStore::GetStore("other"), InvalidArgumentException);
 }
 
 TEST(PublicApi, WalkADriftObject) {

@@ -117,6 +117,9 @@ TEST_F(ConfigStoreObjectTest, SetValueExMovesChangedMembersToTheEnd) {
   resolver->SetValueEx("a", &other);
   resolver->SetValueEx("c", &other);
   EXPECT_EQ(resolver->GetData(), R"({"b":2,"a":[1,2],"c":[1,2]})");
+  // The value may be a member of the same object, even the one a removal moves.
+  resolver->SetValueEx("b", resolver->GetValuePtr("c"));
+  EXPECT_EQ(resolver->GetData(), R"({"c":[1,2],"a":[1,2],"b":[1,2]})");
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
                   resolver->SetValueEx(nullptr, &other));
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON", resolver->SetValueEx("d", nullptr));

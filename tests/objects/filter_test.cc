@@ -123,6 +123,9 @@ TEST(SchemaSubset, ObjectsArraysAndInstances) {
   EXPECT_TRUE(log.Contains(0, "obj is not susbset, key zz did not match"));
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
                   IsSchemaSubset(data, Parse(R"({"a": 1})"), Parse("{}")));
+  // "items" is needed only when there is an instance to compare.
+  EXPECT_TRUE(IsSchemaSubset(Parse(R"({"l": []})"), Parse(R"({"l": []})"),
+                             Parse(R"({"properties": {"l": {"instanceId": "id"}}})")));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "configstore/provisioning.h"
 #include "platform/config_store_document.h"
@@ -170,6 +171,34 @@ TEST(SchemaStore, DefaultsMustFitTheSchema) {
         << e.what();
   }
   EXPECT_TRUE(SchemaStore::GetStore()->GetSchemaObjects().empty());
+}
+
+TEST(SchemaStore, MarksBehindReferencesCount) {
+  cstest::TempRoot root;
+  const std::string nics = R"({"type": "array", "instanceId": "id", "items": {"properties": {
+      "id": {"type": "string", "instanceId": true}, "mtu": {"type": "integer", "default": 1500}}}})";
+  LoadSchemaDefinition(
+      Definition("r", R"({"definitions": {"nic": )" + nics +
+                          R"(}, "properties": {"nics": {"$ref": "#/definitions/nic"}}})"));
+  const auto type = Lookup("net", "test", "r");
+  EXPECT_EQ(Json(type->GetInstanceKeyMap()), R"({"nics":"id"})");
+  EXPECT_EQ(Json(type->GetDefaultValue()), R"({"nics":{"mtu":1500}})");
+  EXPECT_CS_ERROR(
+      InvalidArgumentException, 2000,
+      "Invalid schema definition in JSON text: definition 1 (net/test/bad): property "
+      "/properties/nics names the instance member \"name\" that its items do not declare",
+      LoadSchemaDefinition(Definition(
+          "bad", R"({"definitions": {"nic": {"type": "array", "instanceId": "name", "items": {}}},
+                     "properties": {"nics": {"$ref": "#/definitions/nic"}}})")));
+}
+
+TEST(SchemaStore, AFileWithoutTablesKnowsNoTypesUntilLoaded) {
+  cstest::TempRoot root;
+  std::filesystem::create_directories(std::filesystem::path(SchemaStorePath()).parent_path());
+  std::ofstream(SchemaStorePath()).flush();  // as another process's store looks before its tables
+  EXPECT_EQ(Lookup("net", "test", "a"), nullptr);
+  LoadSchemaDefinition(Definition("a", "{}"));
+  EXPECT_NE(Lookup("net", "test", "a"), nullptr);
 }
 
 TEST(SchemaStore, FilesAreNamedInErrors) {

@@ -93,6 +93,28 @@ class SampleSchemaRoot : public TempRoot {
   SampleSchemaRoot();
 };
 
+// A sample-schema root with the configuration database initialised, and
+// plain SQL access to it for arranging rows.
+class DatabaseRoot : public SampleSchemaRoot {
+ public:
+  DatabaseRoot();
+
+  // Runs statements; fails the test when the database refuses.
+  void Sql(const std::string& statements) const;
+  // The rows of a query, each as column=value texts joined by ", " (NULL
+  // columns as column=NULL).
+  std::vector<std::string> Rows(const std::string& query) const;
+  // Inserts a Config row; empty values are stored as NULL.
+  struct ConfigRow {
+    std::string component{}, group{}, name{}, identifier{};
+    std::string autoValue{}, userValue{}, vitalValue{}, cachedValue{}, desiredValue{};
+    std::string success = "1";
+    std::string version = "1.0";
+    std::string revision = "1";
+  };
+  void Insert(const ConfigRow& row) const;
+};
+
 // The path of a file under examples/.
 std::string ExamplePath(const std::string& relative);
 

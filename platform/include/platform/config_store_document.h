@@ -2,6 +2,7 @@
 #define PLATFORM_CONFIG_STORE_DOCUMENT_H_
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
 #include "configstore/json.h"
@@ -11,6 +12,13 @@ namespace OrinConfigStore {
 // Small JSON helpers of the host layer.
 class ConfigStoreDocument {
  public:
+  // A new, empty document whose memory pool grows in small chunks.
+  // rapidjson's own default starts every document with a 64 KiB chunk; an
+  // object read from the store is a few hundred bytes, and a read builds
+  // several documents, so the default costs far more in heap traffic and
+  // page faults than the work itself.
+  static std::shared_ptr<JDoc> NewDocument();
+
   // Deepest nesting of arrays and objects that Parse accepts. Parsing,
   // serialising and walking a document all recurse once per level, so an
   // unbounded depth would let a hostile text overflow the stack; real

@@ -43,6 +43,13 @@ class SchemaObject {
   // type; empty for a singleton type.
   virtual const std::string& GetInstanceIdKey() const;
   virtual const std::string& GetVersion() const;
+
+  // The instance-key map and the defaults as shared documents, for objects
+  // built from this type: they never change after construction, so every
+  // object of the type can read the same ones instead of a copy each. The
+  // defaults document is null when there are no defaults.
+  const std::shared_ptr<JDoc>& SharedInstanceKeyMap() const { return instanceKeyMap_; }
+  const std::shared_ptr<JDoc>& SharedDefaultValue() const { return sharedDefaults_; }
   const std::string& GetComponent() const { return component_; }
   const std::string& GetGroup() const { return group_; }
   const std::string& GetKey() const { return key_; }
@@ -55,8 +62,9 @@ class SchemaObject {
   std::unique_ptr<JDoc> schema_;
   bool nonSingleton_;
   bool bootExempt_;
-  JDoc instanceKeyMap_;
-  JDoc defaults_;
+  std::shared_ptr<JDoc> instanceKeyMap_;
+  std::shared_ptr<JDoc> defaults_;
+  std::shared_ptr<JDoc> sharedDefaults_;
   std::string instanceIdKey_;
 };
 

@@ -1,0 +1,106 @@
+#ifndef PLATFORM_DB_STORE_H_
+#define PLATFORM_DB_STORE_H_
+
+// The host's database layer over SQLite: connections on the configuration
+// database "/etc/tessel/configstore/current-store-1" (under the host root),
+// nested transactions, statements with bound text values, and the
+// key-value table.
+//
+// Every operation that returns an int answers 0 for success and 1 for any
+// failure; the SQLite error code and message of a failure are logged at
+// priority 0.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace DBStore {
+
+enum Type { CONFIG = 0 };
+
+// The configuration database file, before the host root is applied.
+constexpr const char* kConfigDatabaseFile = "/etc/tessel/configstore/current-store-1";
+
+// One SQLite connection in WAL mode with synchronous=FULL, with its cache of
+// prepared statements and its transaction depth. Opaque to callers.
+class StoreConnection;
+
+// A connection on the database of `type`, or null (logged) when the file
+// does not exist or cannot be opened; the file is never created here. The
+// path is resolved under the host root on every call.
+//
+// Connections come from a small pool of idle ones, kept per resolved path
+// and per file (a database deleted and created again gets new connections).
+// A connection goes back to the pool when its last holder lets go, and is
+// never handed out while another holder has it. A connection released
+// inside a transaction is rolled back and closed, not pooled; so is one
+// that still has a database attached. In a child process after fork(), the
+// parent's connections are never handed out or closed: the child opens its
+// own.
+// Thread-safe; a connection itself is used by one thread at a time.
+std::shared_ptr<StoreConnection> GetConnection(Type type);
+
+// Creates the database file of `type` and its parent directories when they
+// are missing, in WAL mode. 0 on success.
+int CreateDatabase(Type type);
+
+// Transactions nest per connection: the outermost level is BEGIN IMMEDIATE
+// (a writer waits for other writers, up to 3000 ms, rather than failing
+// later), inner levels are savepoints. Each level is closed by exactly one
+// CommitTransaction or CancelTransaction.
+//
+// When SQLite itself rolls the whole transaction back after an error, the
+// levels stay counted until their owners close them: meanwhile statements,
+// Begin and Commit fail (they would otherwise run outside any transaction)
+// and Cancel closes a level as usual.
+int BeginTransaction(const std::shared_ptr<StoreConnection>& connection);
+// Commits (outermost) or releases (inner) the innermost level; 1 when no
+// transaction is open. A commit that fails leaves its level open, for the
+// caller to cancel.
+int CommitTransaction(const std::shared_ptr<StoreConnection>& connection);
+// Rolls back the innermost level. Returns 1 when that level was nested
+// (another level stays open), 0 when it was the outermost, and 2 when no
+// transaction was open or the rollback failed.
+int CancelTransaction(const std::shared_ptr<StoreConnection>& connection);
+
+// Prepares `statement` (prepared statements are cached per connection by
+// their text), binds `values` to its "?" placeholders in order (an empty
+// text binds SQL NULL) and then `integers` to the placeholders after them,
+// sets the busy timeout to `timeoutMs` milliseconds, and runs it to
+// completion. Too many values for the placeholders is a failure; missing
+// ones are NULL. A text of several statements binds its values to the first
+// and runs the others after it; a text without any statement does nothing.
+// Every statement is reset after its run, so none keeps a read snapshot.
+int Execute(const std::shared_ptr<StoreConnection>& connection, const std::string& statement,
+            const std::vector<std::string>& values, const std::vector<int>& integers,
+            int timeoutMs);
+
+// Called once per result row with the context given to ExecuteV2, the
+// number of columns, the row's values (null for SQL NULL) and the column
+// names; returns 0 to go on, anything else to stop (ExecuteV2 then fails).
+// A plain table column is named as the table declares it, whatever case the
+// statement wrote it in (an alias that differs from the column's name only
+// in case counts as that name); an expression, or a column under another
+// alias, is named by its alias. The arrays are valid during the call only.
+// An exception thrown by the callback propagates, the statement reset.
+using RowCallback = int (*)(void* context, int columns, char** values, char** names);
+
+// Runs `statement`, which may hold several statements, calling `callback`,
+// when not null, for each row of each of them.
+int ExecuteV2(const std::shared_ptr<StoreConnection>& connection, const std::string& statement,
+              RowCallback callback, void* context, int timeoutMs);
+
+// Reads KVTable.Value of `key` into `out`; a missing key (or a NULL value)
+// gives 0 with an empty `out`, a failure 1 with an empty `out`. Key and
+// value are bound as given, the empty text included, and never formatted
+// into the statement.
+int ReadKeyValue(const std::string& key, std::string& out,
+                 const std::shared_ptr<StoreConnection>& connection);
+// Inserts or replaces the KVTable row of `key`; a replaced row keeps its
+// CreationTime, a new one gets the current time.
+int WriteKeyValue(const std::string& key, const std::string& value,
+                  const std::shared_ptr<StoreConnection>& connection);
+
+}  // namespace DBStore
+
+#endif  // PLATFORM_DB_STORE_H_

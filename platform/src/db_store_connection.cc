@@ -1,0 +1,128 @@
+// Opening connections on the configuration database, handing them out and
+// taking them back, and creating the database file.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "configstore/logger.h"
+#include "db_store_internal.h"
+#include "platform/host_path.h"
+
+namespace DBStore {
+
+namespace {
+
+using OrinConfigStore::CSLogger;
+using OrinConfigStore::SqliteDb;
+using OrinConfigStore::SqliteStatement;
+
+constexpr const char* kEnableWal = "PRAGMA journal_mode=WAL;";
+constexpr const char* kWalMode = "wal";
+constexpr const char* kSynchronousFull = "PRAGMA synchronous=FULL;";
+constexpr const char* kRollback = "ROLLBACK;";
+constexpr const char* kNoWal = "cannot switch to WAL: ";
+constexpr const char* kLogCannotOpen = "DBStore: cannot open %s: %s";
+constexpr const char* kLogCannotCreate = "DBStore: cannot create %s: %s";
+constexpr const char* kLogUnknownType = "DBStore: no database of type %d";
+constexpr const char* kLogReleasedInTransaction =
+    "DBStore: a connection on %s was released inside a transaction; rolled back";
+
+// Sets WAL mode, which the file keeps once set; false with `error` set when
+// SQLite stays in another mode.
+bool SetWal(const SqliteDb& db, std::string* error) {
+  SqliteStatement pragma(db, kEnableWal);
+  if (pragma.Next() && pragma.ColumnText(0) == kWalMode) return true;
+  *error = kNoWal + db.LastError();
+  return false;
+}
+
+bool Identify(const std::string& path, FileId* file) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return false;
+  file->device = status.st_dev;
+  file->inode = status.st_ino;
+  return true;
+}
+
+bool KnownType(Type type) {
+  if (type == CONFIG) return true;
+  CSLogger::Log(0, kLogUnknownType, static_cast<int>(type));
+  return false;
+}
+
+}  // namespace
+
+StoreConnection::StoreConnection(std::unique_ptr<SqliteDb> db, std::string path, const FileId& file)
+    : db_(std::move(db)), path_(std::move(path)), file_(file), owner_(getpid()) {}
+
+std::unique_ptr<StoreConnection> StoreConnection::Open(const std::string& path,
+                                                       const FileId& file) {
+  std::string error;
+  auto db = SqliteDb::Open(path, SqliteDb::Mode::kReadWrite, &error);
+  if (db == nullptr || !SetWal(*db, &error) || !db->Exec(kSynchronousFull, &error)) {
+    CSLogger::Log(0, kLogCannotOpen, path.c_str(), error.c_str());
+    return nullptr;
+  }
+  return std::unique_ptr<StoreConnection>(new StoreConnection(std::move(db), path, file));
+}
+
+bool StoreConnection::ResetForReuse() {
+  if (depth > 0 || EngineInTransaction()) {
+    CSLogger::Log(1, kLogReleasedInTransaction, path_.c_str());
+    db_->Exec(kRollback, nullptr);
+    return false;
+  }
+  // A database left attached (a failed DETACH) would be visible to the next
+  // holder under its alias; such a connection is closed instead. Index 0 is
+  // "main", 1 "temp".
+  if (sqlite3_db_name(Handle(), 2) != nullptr) return false;
+  return db_->Exec(kSynchronousFull, nullptr);
+}
+
+void ReturnConnection(StoreConnection* released) {
+  std::unique_ptr<StoreConnection> connection(released);
+  if (connection->Owner() != getpid()) {
+    pool::Abandon(std::move(connection));
+  } else if (connection->ResetForReuse()) {
+    pool::Put(std::move(connection));
+  }
+}
+
+std::shared_ptr<StoreConnection> GetConnection(Type type) {
+  if (!KnownType(type)) return nullptr;
+  const std::string path = OrinConfigStore::HostPath(kConfigDatabaseFile);
+  FileId file;
+  if (!Identify(path, &file)) {
+    const std::error_code missing(errno, std::generic_category());
+    CSLogger::Log(0, kLogCannotOpen, path.c_str(), missing.message().c_str());
+    return nullptr;
+  }
+  auto connection = pool::Take(path, file);
+  if (connection == nullptr) connection = StoreConnection::Open(path, file);
+  if (connection == nullptr) return nullptr;
+  return std::shared_ptr<StoreConnection>(connection.release(), ReturnConnection);
+}
+
+int CreateDatabase(Type type) {
+  if (!KnownType(type)) return 1;
+  const std::string path = OrinConfigStore::HostPath(kConfigDatabaseFile);
+  std::error_code failure;
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), failure);
+  std::string error;
+  std::unique_ptr<SqliteDb> db;
+  if (failure) {
+    error = failure.message();
+  } else {
+    db = SqliteDb::Open(path, SqliteDb::Mode::kCreate, &error);
+  }
+  if (db == nullptr || !SetWal(*db, &error)) {
+    CSLogger::Log(0, kLogCannotCreate, path.c_str(), error.c_str());
+    return 1;
+  }
+  return 0;
+}
+
+}  // namespace DBStore

@@ -1,0 +1,197 @@
+#include "config_reads.h"
+
+#include "configstore/host.h"
+#include "configstore/logger.h"
+#include "objects/filter_match.h"
+#include "platform/schema_object.h"
+#include "sql_format.h"
+
+namespace OrinConfigStore {
+
+namespace {
+
+constexpr const char* kGetUpgrade =
+    "SELECT Version, AutoConfValue, CASE WHEN DesiredValue IS NULL THEN UserValue ELSE "
+    "DesiredValue END as UserValue, VitalValue, CachedValue, Success, CreationTime, ModifiedTime, "
+    "Revision from Config WHERE Name='%s' and ConfigGroup='%s' and Component='%s' and "
+    "Identifier='%s';";
+constexpr const char* kGet =
+    "SELECT Version, AutoConfValue, UserValue, VitalValue, CachedValue, Success, CreationTime, "
+    "ModifiedTime, Revision from Config WHERE Name='%s' and ConfigGroup='%s' and Component='%s' "
+    "and Identifier='%s';";
+constexpr const char* kGetCurrent =
+    "SELECT Version, AutoConfValue, UserValue, Success, CreationTime, ModifiedTime, Revision from "
+    "Config WHERE Name='%s' and ConfigGroup='%s' and Component='%s' and Identifier='%s';";
+constexpr const char* kGetUserPart =
+    "SELECT Version, UserValue, VitalValue, CachedValue, Success, CreationTime, ModifiedTime, "
+    "Revision from Config WHERE Name='%s' and ConfigGroup='%s' and Component='%s' and "
+    "Identifier='%s';";
+constexpr const char* kGetOtherParts =
+    "SELECT Version, AutoConfValue, VitalValue, CachedValue, CreationTime, ModifiedTime, Revision "
+    "from Config WHERE Name='%s' and ConfigGroup='%s' and Component='%s' and Identifier='%s';";
+constexpr const char* kGetDesired =
+    "SELECT Version, CASE Success WHEN 0 THEN UserValue ELSE DesiredValue END Value, "
+    "CreationTime, ModifiedTime, Revision from Config WHERE Name='%s' and ConfigGroup='%s' and "
+    "Component='%s' and Identifier='%s' and Value is not null;";
+constexpr const char* kGetDefault =
+    "select value, VitalValue, CachedValue, identifier, version from DefaultConfig where "
+    "Name='%s' and ConfigGroup='%s' and Component='%s' and Identifier='%s';";
+constexpr const char* kGetDefaults =
+    "select value, VitalValue, CachedValue, identifier, version from DefaultConfig where "
+    "Name='%s' and ConfigGroup='%s' and Component='%s';";
+constexpr const char* kGetInstancesUpgrade =
+    "select Version, Success, identifier, CASE WHEN DesiredValue IS NULL THEN UserValue ELSE "
+    "DesiredValue END as UserValue, VitalValue, CachedValue, AutoConfValue, CreationTime, "
+    "ModifiedTime, Revision from config where Name='%s' and ConfigGroup='%s' and Component='%s';";
+constexpr const char* kGetInstances =
+    "select Version, Success, identifier, UserValue, VitalValue, CachedValue, AutoConfValue, "
+    "CreationTime, ModifiedTime, Revision from config where Name='%s' and ConfigGroup='%s' and "
+    "Component='%s';";
+
+constexpr const char* kGetFailed = "Get failed: ";
+constexpr const char* kRowsFailed = "Get store rows failed.";
+constexpr const char* kLogNotFound = "Object not found: %s";
+constexpr const char* kAutoConfValue = "AutoConfValue";
+constexpr const char* kVitalValue = "VitalValue";
+constexpr const char* kCachedValue = "CachedValue";
+constexpr const char* kValue = "Value";
+constexpr const char* kIdentifier = "Identifier";
+constexpr const char* kUserValue = "UserValue";
+
+// Reads the identifier's row and builds the object `build` makes of it
+// (null without a row; with several, the last). Only a database result of
+// exactly 1 is a failure.
+template <typename Build>
+std::shared_ptr<ConfigStoreObject> ReadObject(const char* statementTemplate,
+                                              const ConfigStoreObjectId& id,
+                                              const Connection& connection, Build build) {
+  std::shared_ptr<ConfigStoreObject> object;
+  auto visit = [&](const RowView& row) { object = build(row); };
+  if (VisitRows(connection, FormatSql(statementTemplate, IdentifierParts(id)), visit) == 1) {
+    throw ConfigStoreException(kGetFailed + id.toString());
+  }
+  return object;
+}
+
+// The layers are built in merge order: vital, cached, automatic, user.
+std::shared_ptr<ConfigStoreObject> MergedRow(const RowView& row, const ConfigStoreObjectId& id,
+                                             const SchemaPtr& schema) {
+  RowLayers layers(row, id, schema);
+  auto vital = layers.Layer(kVitalValue);
+  auto cached = layers.Layer(kCachedValue);
+  auto automatic = layers.Layer(kAutoConfValue);
+  return MergeConfig(std::move(vital), std::move(cached), std::move(automatic), layers.UserLayer());
+}
+
+std::shared_ptr<ConfigStoreObject> MergedDefaultRow(const RowView& row,
+                                                    const ConfigStoreObjectId& id,
+                                                    const SchemaPtr& schema) {
+  RowLayers layers(row, id, schema);
+  auto vital = layers.Layer(kVitalValue);
+  auto cached = layers.Layer(kCachedValue);
+  return MergeConfig(std::move(vital), std::move(cached), nullptr, layers.Layer(kValue));
+}
+
+// One object per row of `statement`, the row's Identifier as its instance
+// id; empty merges are left out. A result of exactly 1 is a failure.
+template <typename MergeRow>
+std::vector<std::shared_ptr<ConfigStoreObject>> ReadInstances(const std::string& statement,
+                                                              const ConfigStoreObjectId& id,
+                                                              const Connection& connection,
+                                                              const SchemaPtr& schema,
+                                                              MergeRow merge) {
+  std::vector<std::shared_ptr<ConfigStoreObject>> objects;
+  ConfigStoreObjectId instance = id;
+  auto visit = [&](const RowView& row) {
+    const char* identifier = row.Get(kIdentifier);
+    instance.instanceId = identifier != nullptr ? identifier : "";
+    if (auto object = merge(row, instance, schema)) objects.push_back(std::move(object));
+  };
+  if (VisitRows(connection, statement, visit) == 1) throw ConfigStoreException(kRowsFailed);
+  return objects;
+}
+
+}  // namespace
+
+std::shared_ptr<ConfigStoreObject> GetInternal(const ConfigStoreObjectId& id,
+                                               const Connection& connection,
+                                               const SchemaPtr& schema) {
+  return ReadObject(GetUpgradeCtx() ? kGetUpgrade : kGet, id, connection,
+                    [&](const RowView& row) { return MergedRow(row, id, schema); });
+}
+
+std::shared_ptr<ConfigStoreObject> GetCurrentConfigInternal(const ConfigStoreObjectId& id,
+                                                            const Connection& connection,
+                                                            const SchemaPtr& schema) {
+  return ReadObject(kGetCurrent, id, connection, [&](const RowView& row) {
+    RowLayers layers(row, id, schema);
+    auto automatic = layers.Layer(kAutoConfValue);
+    return MergeConfig(std::move(automatic), layers.UserLayer(), nullptr, nullptr);
+  });
+}
+
+std::shared_ptr<ConfigStoreObject> GetConfigByBootAndContext(const ConfigStoreObjectId& id,
+                                                             const SchemaPtr& schema,
+                                                             const USERDATA_CONTEXT& context,
+                                                             const Connection& connection) {
+  const bool booting = IsBoot();
+  std::shared_ptr<ConfigStoreObject> user;
+  if (context == EXTERNAL) {
+    const bool asStored = booting && schema->IsBootExempt();
+    user = ReadObject(kGetUserPart, id, connection, [&](const RowView& row) {
+      RowLayers layers(row, id, schema);
+      return asStored ? layers.Layer(kUserValue) : layers.UserLayer();
+    });
+  }
+  return ReadObject(kGetOtherParts, id, connection, [&](const RowView& row) {
+    RowLayers layers(row, id, schema);
+    auto vital = layers.Layer(kVitalValue);
+    auto cached = layers.Layer(kCachedValue);
+    auto automatic = layers.Layer(kAutoConfValue);
+    return MergeConfig(std::move(vital), std::move(cached), std::move(automatic), user);
+  });
+}
+
+std::shared_ptr<ConfigStoreObject> GetDesiredInternal(const ConfigStoreObjectId& id,
+                                                      const Connection& connection,
+                                                      const SchemaPtr& schema) {
+  return ReadObject(kGetDesired, id, connection,
+                    [&](const RowView& row) { return RowLayers(row, id, schema).Layer(kValue); });
+}
+
+std::shared_ptr<ConfigStoreObject> GetDefaultConfigInternal(const ConfigStoreObjectId& id,
+                                                            const Connection& connection,
+                                                            const SchemaPtr& schema) {
+  auto merged = ReadObject(kGetDefault, id, connection,
+                           [&](const RowView& row) { return MergedDefaultRow(row, id, schema); });
+  if (!merged) CSLogger::Log(0, kLogNotFound, id.toString().c_str());
+  return merged;
+}
+
+std::vector<std::shared_ptr<ConfigStoreObject>> GetConfigInstancesInternal(
+    const std::shared_ptr<FilterSpecObject>& filter, const Connection& connection,
+    const SchemaPtr& schema) {
+  const ConfigStoreObjectId& id = filter->GetConfigStoreObjectId();
+  std::vector<std::shared_ptr<ConfigStoreObject>> objects;
+  if (!id.instanceId.empty()) {
+    if (auto object = GetInternal(id, connection, schema)) objects.push_back(std::move(object));
+  } else {
+    const char* statement = GetUpgradeCtx() ? kGetInstancesUpgrade : kGetInstances;
+    objects = ReadInstances(FormatSql(statement, IdentifierParts(id, false)), id, connection,
+                            schema, MergedRow);
+  }
+  return FilterConfigStoreObjects(objects, filter);
+}
+
+std::vector<std::shared_ptr<ConfigStoreObject>> GetDefaultConfigInstancesInternal(
+    const std::shared_ptr<FilterSpecObject>& filter, const Connection& connection,
+    const SchemaPtr& schema) {
+  const ConfigStoreObjectId& id = filter->GetConfigStoreObjectId();
+  const bool one = !id.instanceId.empty();
+  auto objects =
+      ReadInstances(FormatSql(one ? kGetDefault : kGetDefaults, IdentifierParts(id, one)), id,
+                    connection, schema, MergedDefaultRow);
+  return FilterConfigStoreObjects(objects, filter);
+}
+
+}  // namespace OrinConfigStore

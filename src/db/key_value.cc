@@ -1,0 +1,46 @@
+#include "configstore/config_store.h"
+#include "platform/db_store.h"
+
+namespace OrinConfigStore {
+
+namespace {
+
+constexpr const char* kBootKey = "IS_BOOT";
+constexpr const char* kBootTrue = "true";
+constexpr const char* kWriteFailed = "Failed to write KV table for key: ";
+constexpr const char* kReadFailed = "Failed to read KV table for key: ";
+
+std::shared_ptr<DBStore::StoreConnection> ConnectionOrThrow() {
+  auto connection = DBStore::GetConnection(DBStore::CONFIG);
+  if (!connection) {
+    ThrowException<ConfigStoreException>(CS_ERR_DB_CONNECT, DBStore::kConfigDatabaseFile);
+  }
+  return connection;
+}
+
+}  // namespace
+
+void SetKeyValue(const std::string& key, const std::string& value) {
+  const auto connection = ConnectionOrThrow();
+  if (DBStore::WriteKeyValue(key, value, connection) != 0) {
+    throw ConfigStoreException(kWriteFailed + key);
+  }
+}
+
+std::string GetKeyValue(const std::string& key) {
+  const auto connection = ConnectionOrThrow();
+  std::string value;
+  if (DBStore::ReadKeyValue(key, value, connection) != 0) {
+    throw ConfigStoreException(kReadFailed + key);
+  }
+  return value;
+}
+
+bool IsBoot() {
+  const auto connection = DBStore::GetConnection(DBStore::CONFIG);
+  std::string value;
+  return connection && DBStore::ReadKeyValue(kBootKey, value, connection) == 0 &&
+         value == kBootTrue;
+}
+
+}  // namespace OrinConfigStore

@@ -1,0 +1,104 @@
+#ifndef SRC_DB_ROW_READER_H_
+#define SRC_DB_ROW_READER_H_
+
+// Result rows of the configuration database, and configuration objects
+// built from their value columns.
+
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "configstore/config_store_object.h"
+#include "platform/db_store.h"
+
+namespace OrinSchemaStore {
+class SchemaObject;
+}
+
+namespace OrinConfigStore {
+
+struct ObjectStamp;
+
+// One result row: column name to text, SQL NULL columns left out.
+using RowMap = std::unordered_map<std::string, std::string>;
+// Rows in the order the database returns them.
+using RowList = std::vector<std::shared_ptr<RowMap>>;
+using Connection = std::shared_ptr<DBStore::StoreConnection>;
+using SchemaPtr = std::shared_ptr<OrinSchemaStore::SchemaObject>;
+
+// Every statement of the library runs with this busy timeout.
+constexpr int kStatementTimeoutMs = 3000;
+
+// Runs `statement` and collects every row into one map (a later row
+// overwrites an earlier one's entries). Returns the database's result.
+int FetchRow(const Connection& connection, const std::string& statement, RowMap& row);
+
+// Runs `statement` and collects one map per row. Returns the result.
+int FetchRows(const Connection& connection, const std::string& statement, RowList& rows);
+
+// One result row as the database layer hands it over: the same lookups as a
+// row map, without copying the row. Valid only while the row is visited.
+class RowView {
+ public:
+  RowView(int columns, char** values, char** names)
+      : columns_(columns), values_(values), names_(names) {}
+  // The column's text; null when the column is absent or SQL NULL.
+  const char* Get(const char* column) const;
+
+ private:
+  int columns_;
+  char** values_;
+  char** names_;
+};
+
+// Runs `statement` and calls `visit` for each row; an exception thrown by
+// `visit` stops the statement and passes through. Returns the result.
+template <typename Visit>
+int VisitRows(const Connection& connection, const std::string& statement, Visit& visit);
+
+// The layers built from one row: each is the object made of the JSON text
+// of one value column, carrying the row's version, times and revision.
+class RowLayers {
+ public:
+  RowLayers(const RowView& row, const ConfigStoreObjectId& id, const SchemaPtr& schema)
+      : row_(row), id_(id), schema_(schema) {}
+
+  // Null when the row has no such column. Text that is not JSON raises
+  // InvalidArgumentException 1080.
+  std::shared_ptr<ConfigStoreObject> Layer(const char* column);
+  // "UserValue", but only when the row's "Success" is exactly "1".
+  std::shared_ptr<ConfigStoreObject> UserLayer();
+
+ private:
+  const RowView& row_;
+  const ConfigStoreObjectId& id_;
+  const SchemaPtr& schema_;
+  std::shared_ptr<const ObjectStamp> stamp_;  // made once, shared by the layers
+};
+
+template <typename Visit>
+int VisitRows(const Connection& connection, const std::string& statement, Visit& visit) {
+  return DBStore::ExecuteV2(
+      connection, statement,
+      [](void* context, int columns, char** values, char** names) {
+        (*static_cast<Visit*>(context))(RowView(columns, values, names));
+        return 0;
+      },
+      &visit, kStatementTimeoutMs);
+}
+
+// Merges the layers into the first present one, later layers winning
+// (UpdateConfigInternal without instance keys); null when all are null.
+std::shared_ptr<ConfigStoreObject> MergeConfig(std::shared_ptr<ConfigStoreObject> first,
+                                               std::shared_ptr<ConfigStoreObject> second,
+                                               std::shared_ptr<ConfigStoreObject> third,
+                                               std::shared_ptr<ConfigStoreObject> fourth);
+
+// The identifier's parts in statement order: key, group, component and,
+// when `withInstance`, instance id.
+std::vector<std::string> IdentifierParts(const ConfigStoreObjectId& id, bool withInstance = true);
+
+}  // namespace OrinConfigStore
+
+#endif  // SRC_DB_ROW_READER_H_

@@ -1,0 +1,126 @@
+// Loading schema definitions: the types go to the schema store, their
+// shipped defaults to the configuration database's DefaultConfig table.
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "configstore/exceptions.h"
+#include "configstore/provisioning.h"
+#include "platform/config_store_document.h"
+#include "platform/db_store.h"
+#include "platform/format.h"
+#include "platform/schema_database.h"
+#include "platform/schema_definition.h"
+#include "platform/schema_walk.h"
+#include "source_split.h"
+
+namespace OrinSchemaStore {
+
+namespace {
+
+using OrinConfigStore::ConfigStoreException;
+using OrinConfigStore::JVal;
+using OrinConfigStore::ValueSource;
+
+constexpr const char* kTextSource = "JSON text";
+constexpr const char* kUnreadableFile = "Invalid schema definition in %s: the file cannot be read";
+constexpr const char* kDeleteDefaults =
+    "DELETE FROM DefaultConfig WHERE Component = ? AND ConfigGroup = ? AND Name = ?;";
+constexpr const char* kInsertDefault =
+    "INSERT OR REPLACE INTO DefaultConfig(Component, ConfigGroup, Name, Identifier, Version, "
+    "Value, VitalValue, CachedValue, CreationTime) "
+    "VALUES(?, ?, ?, ?, ?, ?, ?, ?, datetime(CURRENT_TIMESTAMP));";
+constexpr int kTimeoutMs = 3000;
+
+using Connection = std::shared_ptr<DBStore::StoreConnection>;
+
+// The text of one source's part of `instance`, "" when it has none (bound
+// as NULL).
+std::string PartText(const JVal& instance, const JVal& schema, ValueSource source) {
+  const auto part = OrinConfigStore::SplitBySource(instance, schema, source);
+  std::string text;
+  if (part) OrinConfigStore::ConfigStoreDocument::SerializeValue(*part, text);
+  return text;
+}
+
+bool WriteInstance(const Connection& connection, const SchemaDefinition& definition,
+                   const JVal& instance) {
+  const JVal& schema = *definition.schema;
+  const std::string idMember = TopLevelInstanceIdMember(schema);
+  const std::string id = idMember.empty() ? std::string() : instance[idMember.c_str()].GetString();
+  const std::vector<std::string> values{
+      definition.component,
+      definition.group,
+      definition.key,
+      id,
+      definition.version,
+      PartText(instance, schema, ValueSource::kUser),
+      PartText(instance, schema, ValueSource::kVital),
+      PartText(instance, schema, ValueSource::kCached),
+  };
+  return DBStore::Execute(connection, kInsertDefault, values, {}, kTimeoutMs) == 0;
+}
+
+bool WriteDefaults(const Connection& connection, const SchemaDefinition& definition) {
+  const std::vector<std::string> names{definition.component, definition.group, definition.key};
+  if (DBStore::Execute(connection, kDeleteDefaults, names, {}, kTimeoutMs) != 0) return false;
+  if (!definition.defaultConfig) return true;
+  const JVal& defaults = *definition.defaultConfig;
+  if (defaults.IsObject()) return WriteInstance(connection, definition, defaults);
+  for (const JVal& instance : defaults.GetArray()) {
+    if (!WriteInstance(connection, definition, instance)) return false;
+  }
+  return true;
+}
+
+// One transaction for all the file's defaults. They are written before the
+// types: should storing the types fail, defaults without a type are
+// harmless and a reload replaces them.
+void StoreDefaults(const std::vector<SchemaDefinition>& definitions) {
+  OrinConfigStore::InitializeDatabase();
+  const auto connection = DBStore::GetConnection(DBStore::CONFIG);
+  if (!connection || DBStore::BeginTransaction(connection) != 0) {
+    OrinConfigStore::ThrowException<ConfigStoreException>(OrinConfigStore::CS_ERR_TXN_START);
+  }
+  bool written = true;
+  try {
+    for (const SchemaDefinition& definition : definitions) {
+      written = written && WriteDefaults(connection, definition);
+    }
+  } catch (...) {
+    DBStore::CancelTransaction(connection);
+    throw;
+  }
+  if (!written || DBStore::CommitTransaction(connection) != 0) {
+    DBStore::CancelTransaction(connection);
+    OrinConfigStore::ThrowException<ConfigStoreException>(OrinConfigStore::CS_ERR_DB_WRITE);
+  }
+}
+
+std::size_t Load(const std::string& text, const std::string& source) {
+  const std::vector<SchemaDefinition> definitions = ReadSchemaDefinitions(text, source);
+  StoreDefaults(definitions);
+  CreateSchemaStore();
+  StoreDefinitions(definitions);
+  return definitions.size();
+}
+
+}  // namespace
+
+std::size_t LoadSchemaFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  std::error_code ignored;
+  if (!file.is_open() || file.bad() || std::filesystem::is_directory(path, ignored)) {
+    throw OrinConfigStore::InvalidArgumentException(Str_Format(kUnreadableFile, path.c_str()));
+  }
+  return Load(text.str(), path);
+}
+
+std::size_t LoadSchemaDefinition(const std::string& jsonText) {
+  return Load(jsonText, kTextSource);
+}
+
+}  // namespace OrinSchemaStore

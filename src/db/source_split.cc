@@ -1,0 +1,124 @@
+#include "source_split.h"
+
+#include "configstore/exceptions.h"
+#include "objects/config_store_object_impl.h"
+#include "objects/config_store_object_internal.h"
+#include "objects/json_lookup.h"
+#include "objects/object_helpers.h"
+#include "platform/schema_object.h"
+#include "platform/schema_walk.h"
+
+namespace OrinConfigStore {
+
+namespace {
+
+constexpr const char* kInvalidField = "Invalid field in schema: ";
+constexpr const char* kExpectedArray = "Schema error:Expected array type";
+constexpr const char* kVitalMark = "vital";
+constexpr const char* kCachedMark = "cached";
+constexpr const char* kArrayType = "array";
+using OrinSchemaStore::kItemsKeyword;
+using OrinSchemaStore::kTypeKeyword;
+
+// What a split kept of one value: nothing, only instance ids, or content.
+enum class Kept { kNothing, kIdOnly, kContent };
+
+class Splitter {
+ public:
+  Splitter(const JVal& root, ValueSource source, JAllocator& allocator)
+      : root_(root), source_(source), allocator_(allocator) {}
+
+  // Splits `value`, described by `property`, into `out`.
+  Kept Value(const JVal& value, const JVal& property, JVal& out) {
+    RAPIDJSON_ASSERT(property.IsObject());
+    if (HasTrue(property, kVitalMark) || HasTrue(property, kCachedMark)) {
+      const bool mine =
+          HasTrue(property, source_ == ValueSource::kVital ? kVitalMark : kCachedMark);
+      return mine && source_ != ValueSource::kUser ? Copy(value, out) : Kept::kNothing;
+    }
+    if (OrinSchemaStore::IsInstanceIdMember(root_, property)) {
+      out.CopyFrom(value, allocator_);
+      return Kept::kIdOnly;
+    }
+    if (value.IsObject()) return Object(value, property, out);
+    if (value.IsArray()) return Array(value, property, out);
+    return source_ == ValueSource::kUser ? Copy(value, out) : Kept::kNothing;
+  }
+
+  Kept Object(const JVal& data, const JVal& schema, JVal& out) {
+    out.SetObject();
+    const JVal* properties = OrinSchemaStore::PropertiesOf(root_, schema);
+    Kept kept = Kept::kNothing;
+    for (const auto& member : data.GetObject()) {
+      const JVal* property = properties ? FindValue(*properties, member.name.GetString()) : nullptr;
+      if (property == nullptr) throw ConfigStoreException(kInvalidField + Name(member.name));
+      JVal part;
+      const Kept memberKept = Value(member.value, *property, part);
+      if (memberKept == Kept::kNothing) continue;
+      out.AddMember(JVal(member.name, allocator_), part, allocator_);
+      if (memberKept == Kept::kContent) kept = Kept::kContent;
+    }
+    return kept == Kept::kContent ? kept : Kept::kNothing;
+  }
+
+ private:
+  Kept Array(const JVal& data, const JVal& property, JVal& out) {
+    const JVal* type = OrinSchemaStore::SchemaAnnotation(root_, property, kTypeKeyword);
+    if (type == nullptr || !type->IsString() || std::string(type->GetString()) != kArrayType) {
+      throw ConfigStoreException(kExpectedArray);
+    }
+    if (data.Empty()) return source_ == ValueSource::kUser ? Copy(data, out) : Kept::kNothing;
+    const JVal* items = OrinSchemaStore::SchemaAnnotation(root_, property, kItemsKeyword);
+    RAPIDJSON_ASSERT(items != nullptr);
+    out.SetArray();
+    for (const JVal& element : data.GetArray()) {
+      JVal part;
+      if (Value(element, *items, part) == Kept::kContent) out.PushBack(part, allocator_);
+    }
+    return out.Empty() ? Kept::kNothing : Kept::kContent;
+  }
+
+  Kept Copy(const JVal& value, JVal& out) {
+    out.CopyFrom(value, allocator_);
+    return Kept::kContent;
+  }
+
+  static std::string Name(const JVal& name) {
+    return std::string(name.GetString(), name.GetStringLength());
+  }
+
+  bool HasTrue(const JVal& node, const char* mark) const {
+    const JVal* value = OrinSchemaStore::SchemaAnnotation(root_, node, mark);
+    return value != nullptr && value->IsTrue();
+  }
+
+  const JVal& root_;
+  ValueSource source_;
+  JAllocator& allocator_;
+};
+
+}  // namespace
+
+std::unique_ptr<JDoc> SplitBySource(const JVal& data, const JVal& schema, ValueSource source) {
+  RAPIDJSON_ASSERT(data.IsObject());
+  auto part = std::make_unique<JDoc>();
+  Splitter splitter(schema, source, part->GetAllocator());
+  // The schema's root is judged like a property, so a mark at the top level
+  // covers every member.
+  const bool kept = splitter.Value(data, schema, *part) == Kept::kContent;
+  if (!kept) return nullptr;
+  return part;
+}
+
+std::shared_ptr<ConfigStoreObject> SplitObjectBySource(
+    const std::shared_ptr<ConfigStoreObject>& object,
+    const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema, ValueSource source) {
+  const JVal& data = ConfigStoreObjectInternal::Impl(*object).DataValue();
+  std::unique_ptr<JDoc> part = SplitBySource(data, schema->GetSchemaJson(), source);
+  if (!part) return nullptr;
+  auto document = CreateDocument();
+  document->GetDocument().Swap(*part);
+  return CreateObject(object->GetConfigStoreObjectId(), std::move(document), schema);
+}
+
+}  // namespace OrinConfigStore

@@ -1,0 +1,20 @@
+#ifndef SRC_DB_SQL_FORMAT_H_
+#define SRC_DB_SQL_FORMAT_H_
+
+#include <string>
+#include <vector>
+
+namespace OrinConfigStore {
+
+// Fills a statement template with text parts: "%s" takes the next part,
+// "%N$s" the N-th (from 1), "%%" is a percent sign. Every part has each
+// single quote doubled, so that a part formatted between quotes stays one
+// SQL string whatever it holds: an instance id such as x' OR '1'='1 is
+// stored and found as the literal text it is. Parts without quotes come out
+// unchanged. A template asking for a part that is not given raises
+// ConfigStoreException 2000 "Statement template needs more parts".
+std::string FormatSql(const char* statementTemplate, const std::vector<std::string>& parts);
+
+}  // namespace OrinConfigStore
+
+#endif  // SRC_DB_SQL_FORMAT_H_

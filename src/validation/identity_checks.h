@@ -1,0 +1,46 @@
+#ifndef SRC_VALIDATION_IDENTITY_CHECKS_H_
+#define SRC_VALIDATION_IDENTITY_CHECKS_H_
+
+// Checks that an identifier fits its object type, and the boot-time rule for
+// the EXTERNAL context. None of them touches the database except through
+// IsBoot(). Failures are exceptions: ConfigStoreException 1037 for a
+// missing schema, ValidationException 2000 with a fixed text and no errors
+// for the identity and context rules, ConfigStoreException 2000 "Invalid
+// JSON" when data does not fit the schema's shape in isUserType.
+// A null object or filter raises InvalidArgumentException 1100 "Invalid
+// Argument". A null schema raises 1037 wherever an identifier is at hand;
+// CheckBootContext, which has none, treats it as not boot-exempt.
+
+#include <memory>
+
+#include "configstore/config_store.h"
+#include "configstore/config_store_object.h"
+#include "configstore/filter_spec_object.h"
+#include "configstore/object_id.h"
+
+namespace OrinSchemaStore {
+class SchemaObject;
+}
+
+namespace OrinConfigStore {
+
+using SchemaPtr = std::shared_ptr<OrinSchemaStore::SchemaObject>;
+
+void CheckSchema(const ConfigStoreObjectId& id, SchemaPtr schema);
+void validateSingletonNonSingleton(const ConfigStoreObjectId& id, SchemaPtr schema);
+void validateSingletonNonSingleton(std::shared_ptr<ConfigStoreObject> object, SchemaPtr schema);
+void ValidateCsoId(const ConfigStoreObjectId& id, const SchemaPtr& schema);
+void ValidateCsoId(std::shared_ptr<ConfigStoreObject> object, const SchemaPtr& schema);
+bool ValidateCsoIdInstances(const ConfigStoreObjectId& id, const SchemaPtr& schema);
+bool ValidateCsoIdInstances(const std::shared_ptr<FilterSpecObject>& filter,
+                            const SchemaPtr& schema);
+void validateInstanceId(const ConfigStoreObjectId& id);
+bool isUserType(std::shared_ptr<ConfigStoreObject> object, SchemaPtr schema);
+void checkUserContext(bool isBoot, const USERDATA_CONTEXT& context);
+void CheckBootContext(SchemaPtr schema, bool hasUserValues, const USERDATA_CONTEXT& context);
+void CheckObjectUserContext(std::shared_ptr<ConfigStoreObject> object, SchemaPtr schema,
+                            const USERDATA_CONTEXT& context);
+
+}  // namespace OrinConfigStore
+
+#endif  // SRC_VALIDATION_IDENTITY_CHECKS_H_

@@ -1,0 +1,148 @@
+#include "schema_validation.h"
+
+#include <cstdarg>
+#include <utility>
+
+#include "configstore/logger.h"
+#include "identity_checks.h"
+#include "objects/json_lookup.h"
+#include "platform/format.h"
+#include "platform/json_validator.h"
+#include "platform/schema_object.h"
+#include "validation_common.h"
+
+namespace OrinConfigStore {
+
+namespace {
+
+constexpr const char* kRootField = "/";
+constexpr const char* kExpectedObject = "Expected JSON of type object.";
+constexpr const char* kFieldMember = "field";
+constexpr const char* kErrorMember = "error";
+constexpr const char* kVitalMark = "vital";
+constexpr const char* kCachedMark = "cached";
+constexpr int kErrorPriority = 0;
+
+void LogValidationError(const ErrorInfo& error) {
+  CSLogger::LogErrCode(kErrorPriority, CS_ERR_VALIDATION, error.field.c_str(), error.error.c_str());
+}
+
+std::string StringMember(const JVal& entry, const char* name) {
+  const JVal& value = RequireMember(entry, name);
+  return std::string(value.GetString(), value.GetStringLength());
+}
+
+// Whether the schema's top level carries `mark` as true. The mark, when
+// present, must be a boolean ("Invalid JSON" otherwise).
+bool HasTypeMark(const JVal& schema, const char* mark) {
+  const auto found = schema.FindMember(mark);
+  return found != schema.MemberEnd() && found->value.GetBool();
+}
+
+// A type owned by one source as a whole is checked with that source's tags.
+const TagSet& TagsForType(const JVal& schema) {
+  if (HasTypeMark(schema, kVitalMark)) return kVitalTags;
+  if (HasTypeMark(schema, kCachedMark)) return kCachedTags;
+  return kFullSetTags;
+}
+
+// The per-write validators differ only in their tags and their error code.
+void ValidateWrite(const SchemaPtr& schema, const std::shared_ptr<ConfigStoreObject>& object,
+                   const TagSet& tags, CSErrorCodes code) {
+  std::vector<ErrorInfo> errors;
+  if (!ValidateObjectData(schema, object, tags, errors, false)) ThrowValidation(code, errors);
+}
+
+}  // namespace
+
+void AddValidationError(const std::string& field, CSErrorCodes code, std::vector<ErrorInfo>& errors,
+                        ...) {
+  const char* format = GetErrorTemplate(code);
+  va_list args;
+  va_start(args, errors);
+  std::string text = Str_VFormat(format, args);
+  va_end(args);
+  errors.push_back(ErrorInfo{field, std::move(text)});
+}
+
+// Reads the whole result before appending, so that a malformed entry leaves
+// the caller's list as it was.
+void CollectValidationErrors(const JVal& result, std::vector<ErrorInfo>& errors, bool quiet) {
+  std::vector<ErrorInfo> found;
+  for (const JVal& entry : result.GetArray()) {
+    found.push_back(
+        ErrorInfo{StringMember(entry, kFieldMember), StringMember(entry, kErrorMember)});
+  }
+  for (ErrorInfo& error : found) {
+    if (!quiet) LogValidationError(error);
+    errors.push_back(std::move(error));
+  }
+}
+
+// Data that is not an object never reaches the validator: its report would
+// name the schema's expectations rather than the store's. The error is
+// logged like the validator's own, since throwing callers promise a log
+// line for every error they raise.
+bool ValidateObjectData(const SchemaPtr& schema, const std::shared_ptr<ConfigStoreObject>& object,
+                        const TagSet& tags, std::vector<ErrorInfo>& errors, bool quiet) {
+  const JVal& data = ObjectData(object);
+  CheckSchema(ObjectIdOf(object), schema);
+  if (data.IsObject()) {
+    JDoc result;
+    JsonValidator::Validate(schema->GetSchemaJson(), data, result, tags, std::string());
+    CollectValidationErrors(result, errors, quiet);
+  } else {
+    AddValidationError(kRootField, CS_ERR_INVALID_TYPE, errors, kExpectedObject);
+    if (!quiet) LogValidationError(errors.back());
+  }
+  return errors.empty();
+}
+
+void ValidateUserConfig(SchemaPtr schema, std::shared_ptr<ConfigStoreObject> object) {
+  ValidateWrite(schema, object, kUserTags, CS_ERR_VALIDATE_USER);
+}
+
+void ValidateVitalConfig(SchemaPtr schema, std::shared_ptr<ConfigStoreObject> object) {
+  ValidateWrite(schema, object, kVitalTags, CS_ERR_VALIDATE_VITAL);
+}
+
+// 1084 is registered with the text of the default configuration; the
+// message "Failed to validate Default config" is what callers see.
+void ValidateCachedConfig(SchemaPtr schema, std::shared_ptr<ConfigStoreObject> object) {
+  ValidateWrite(schema, object, kCachedTags, CS_ERR_VALIDATE_CACHED);
+}
+
+void ValidatePartialConfig(SchemaPtr schema, std::shared_ptr<ConfigStoreObject> object) {
+  ValidateWrite(schema, object, kPartialTags, CS_ERR_VALIDATE_PARTIAL);
+}
+
+void ValidateSet(SchemaPtr schema, std::shared_ptr<ConfigStoreObject> object) {
+  ValidateWrite(schema, object, kFullSetTags, CS_ERR_VALIDATE_SET);
+}
+
+void ValidateUpdate(SchemaPtr schema, std::shared_ptr<ConfigStoreObject> object) {
+  ValidateWrite(schema, object, kUpdateTags, CS_ERR_VALIDATE_UPDATE);
+}
+
+// The store's bulk check: every problem becomes an error in the list, even a
+// missing schema or a misaddressed instance, so one bad object does not hide
+// the others.
+void ValidateCSO(SchemaPtr schema, std::shared_ptr<ConfigStoreObject> object,
+                 std::vector<ErrorInfo>& errors) {
+  const ConfigStoreObjectId& id = ObjectIdOf(object);
+  const std::string path = "/" + id.component + "/" + id.group + "/" + id.key;
+  if (!schema) {
+    AddValidationError(kRootField, CS_ERR_SCHEMA_NOT_FOUND, errors, path.c_str());
+    return;
+  }
+  const bool hasInstanceId = !id.instanceId.empty();
+  if (schema->IsNonSingleton() != hasInstanceId) {
+    const CSErrorCodes code =
+        hasInstanceId ? CS_ERR_INSTANCE_ID_FORBIDDEN : CS_ERR_INSTANCE_ID_REQUIRED;
+    AddValidationError(kRootField, code, errors, path.c_str());
+    return;
+  }
+  ValidateObjectData(schema, object, TagsForType(schema->GetSchemaJson()), errors, true);
+}
+
+}  // namespace OrinConfigStore
