@@ -11,6 +11,7 @@ configstore_require_header(rapidjson/document.h rapidjson-dev)
 configstore_require_header(uuid/uuid.h uuid-dev)
 configstore_require_header(valijson/validator.hpp libvalijson-dev)
 configstore_require_header(sqlite3.h libsqlite3-dev)
+configstore_require_header(boost/format.hpp libboost-dev)
 
 find_library(CONFIGSTORE_SQLITE_LIBRARY sqlite3)
 if(NOT CONFIGSTORE_SQLITE_LIBRARY)

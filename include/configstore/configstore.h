@@ -3,11 +3,13 @@
 
 // The whole public interface of the host configuration store.
 
+#include "configstore/boot.h"
 #include "configstore/config_store.h"
 #include "configstore/config_store_object.h"
 #include "configstore/drift_object.h"
 #include "configstore/error_codes.h"
 #include "configstore/exceptions.h"
+#include "configstore/exec.h"
 #include "configstore/export.h"
 #include "configstore/filter_spec_object.h"
 #include "configstore/host.h"

@@ -36,9 +36,12 @@ class Splitter {
           HasTrue(property, source_ == ValueSource::kVital ? kVitalMark : kCachedMark);
       return mine && source_ != ValueSource::kUser ? Copy(value, out) : Kept::kNothing;
     }
+    // An instance id goes with every part so that each keeps its identity.
+    // In the user part it is content: an instance that holds nothing but its
+    // id still exists. The other parts drop what holds nothing else.
     if (OrinSchemaStore::IsInstanceIdMember(root_, property)) {
       out.CopyFrom(value, allocator_);
-      return Kept::kIdOnly;
+      return source_ == ValueSource::kUser ? Kept::kContent : Kept::kIdOnly;
     }
     if (value.IsObject()) return Object(value, property, out);
     if (value.IsArray()) return Array(value, property, out);

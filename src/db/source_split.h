@@ -21,12 +21,13 @@ enum class ValueSource { kUser, kVital, kCached };
 // its top level) belongs to that source, every other member to the user
 // source. Objects and arrays without a mark are split member by member and
 // element by element; members marked "instanceId": true go with every part
-// so that each part keeps its identity, but a part holding nothing else
-// counts as empty. An empty array is a user value. Null when nothing
-// remains. Raises ConfigStoreException 2000 "Invalid field in schema: <name>"
-// for a member the schema does not describe, "Schema error:Expected array
-// type" for an array whose property is not of type "array", and "Invalid
-// JSON" for data or schema nodes of the wrong shape.
+// so that each part keeps its identity. In the user part an instance id is
+// content (an instance holding only its id exists); in the vital and cached
+// parts a part holding nothing but ids counts as empty. An empty array is a
+// user value. Null when nothing remains. Raises ConfigStoreException 2000 "Invalid field in schema:
+// <name>" for a member the schema does not describe, "Schema error:Expected array type" for an
+// array whose property is not of type "array", and "Invalid JSON" for data or schema nodes of the
+// wrong shape.
 std::unique_ptr<JDoc> SplitBySource(const JVal& data, const JVal& schema, ValueSource source);
 
 // The same for a configuration object: a new object with the same identifier

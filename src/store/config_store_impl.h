@@ -1,12 +1,14 @@
 #ifndef SRC_STORE_CONFIG_STORE_IMPL_H_
 #define SRC_STORE_CONFIG_STORE_IMPL_H_
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "configstore/config_store.h"
+#include "db/config_writes.h"
 #include "platform/db_store.h"
 
 namespace OrinConfigStore {
@@ -55,6 +57,16 @@ class ConfigStoreImpl : public ConfigStore {
   std::vector<ErrorInfo> Validate(std::shared_ptr<ConfigStoreObject> object) override;
 
  private:
+  using Validator = void (*)(SchemaPtr, std::shared_ptr<ConfigStoreObject>);
+  using ClearSource = void (*)(const ConfigStoreObjectId&, const Connection&);
+  using WriteSource = void (*)(const ObjectList&, const Connection&, const std::string&);
+
+  void RunInTransaction(const char* operation, const ConfigStoreObjectId& changed,
+                        const std::function<void()>& work);
+  SchemaPtr CheckedListSchema(const ObjectList& objects, const char* operation);
+  void SetDataInstancesInternal(const ObjectList& objects, const SchemaPtr& schema,
+                                Validator validate, ClearSource clear, WriteSource write);
+
   std::shared_ptr<DBStore::StoreConnection> connection_;
 };
 

@@ -147,6 +147,62 @@ TEST(PublicApi, ReadsThroughTheStore) {
   EXPECT_THROW(ConfigStore::GetStore("other"), InvalidArgumentException);
 }
 
+TEST(PublicApi, WritesInEveryContextAndSource) {
+  SampleRoot root;
+  auto store = ConfigStore::GetStore("");
+  const ConfigStoreObjectId resolver("resolver", "dns", "net");
+  store->SetUserData(CreateObject(resolver, R"({"domain":"user.example"})"), EXTERNAL);
+  store->SetUserData(CreateObject(resolver, R"({"servers":["10.0.0.1"]})"), INTERNAL);
+  store->Update(CreateObject(resolver, R"({"options":{"timeout":2}})"), EXTERNAL);
+  EXPECT_EQ(store->Get(resolver)->GetData(),
+            R"({"servers":["10.0.0.1"],"domain":"user.example","options":{"timeout":2}})");
+  EXPECT_EQ(store->GetRevision(resolver), 3);
+
+  const ConfigStoreObjectId platform("platform", "hardware", "orin");
+  store->SetVitalData(CreateObject(platform, R"({"serialNumber":"SN-1"})"));
+  store->SetCachedData(CreateObject(ConfigStoreObjectId("pciDevices", "inventory", "orin"),
+                                    R"({"deviceCount":12})"));
+  EXPECT_EQ(store->Get(platform)->GetData(), R"({"serialNumber":"SN-1"})");
+
+  const ConfigStoreObjectId vnics("vnics", "interfaces", "net");
+  std::vector<std::shared_ptr<ConfigStoreObject>> list;
+  for (const char* name : {"vmk0", "vmk1", "vmk2"}) {
+    list.push_back(CreateObject(ConfigStoreObjectId("vnics", "interfaces", "net", name),
+                                R"({"portgroup":"pg"})"));
+  }
+  {
+    ConfigStoreTransaction transaction(store);
+    store->SetInstances(list, EXTERNAL);
+    transaction.Commit();
+  }
+  auto vmk1 =
+      std::make_shared<FilterSpecObject>(ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1"));
+  store->DeleteInstances(vmk1);
+  EXPECT_EQ(store->GetInstanceIds(vnics), (std::vector<std::string>{"vmk0", "vmk2"}));
+  store->Delete(resolver);
+  EXPECT_EQ(store->Get(resolver), nullptr);
+}
+
+TEST(PublicApi, DesiredStateKernelOptionsAndCommands) {
+  SampleRoot root;
+  auto store = ConfigStore::GetStore("");
+  const ConfigStoreObjectId options("options", "kernix", "orin");
+  store->SetUserData(CreateObject(options, R"({"bootDelay":1})"), EXTERNAL);
+  UpdateKernelOptions(CreateObject(options, R"({"console":"com1"})"));
+  EXPECT_EQ(GetKernelOptions(options)->GetData(), R"({"bootDelay":1,"console":"com1"})");
+  EXPECT_EQ(GetDesiredUserConfig(options)->GetData(), R"({"bootDelay":1,"console":"com1"})");
+  EXPECT_EQ(store->Get(options)->GetData(), R"({"bootDelay":1})");  // in force at the next boot
+
+  SetPartialBootStatus(CreateObject(options, R"({"console":"com1"})"));  // restores all of it
+  EXPECT_EQ(store->Get(options)->GetData(), R"({"bootDelay":1,"console":"com1"})");
+  SetBootStatus(options, true);
+
+  const char* succeed[] = {"/bin/sh", "-c", "exit 0", nullptr};
+  const char* fail[] = {"/bin/sh", "-c", "exit 3", nullptr};
+  EXPECT_TRUE(ExecCommand(succeed));
+  EXPECT_FALSE(ExecCommand(fail));
+}
+
 TEST(PublicApi, WalkADriftObject) {
   const auto drift = CreateDriftObject(
       ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1"),

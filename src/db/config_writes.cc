@@ -1,0 +1,204 @@
+#include "config_writes.h"
+
+#include "configstore/host.h"
+#include "objects/config_store_object_impl.h"
+#include "objects/config_store_object_internal.h"
+#include "platform/schema_object.h"
+#include "source_split.h"
+#include "sql_format.h"
+#include "write_statements.h"
+
+namespace OrinConfigStore {
+
+namespace {
+
+constexpr const char* kContextWriteFailed =
+    "Database call to update configuration by context failed for: ";
+constexpr const char* kInstancesWriteFailed = "Write config instances failed";
+constexpr const char* kCompleteWriteFailed = "WriteComplete failed";
+constexpr const char* kDeleteFailed = "Delete failed: ";
+constexpr const char* kDeleteInstancesFailed = "Delete instances failed: ";
+constexpr const char* kClearFailed = "Failed to Delete in SetConfigInstancesInternal";
+constexpr const char* kAutoConfValue = "AutoConfValue";
+constexpr const char* kUserValue = "UserValue";
+constexpr const char* kVitalValue = "VitalValue";
+constexpr const char* kCachedValue = "CachedValue";
+constexpr const char* kVersion = "Version";
+
+// The identifier and version in the order of the positional placeholders.
+std::vector<std::string> RowParts(const ConfigStoreObjectId& id, const std::string& version) {
+  return {id.instanceId, id.key, id.group, id.component, version};
+}
+
+bool Run(const Connection& connection, const std::string& statement,
+         const std::vector<std::string>& values = {}) {
+  return DBStore::Execute(connection, statement, values, {}, kStatementTimeoutMs) == 0;
+}
+
+// The user, vital and cached parts of the object, serialised ("" for none).
+std::vector<std::string> SourceParts(const std::shared_ptr<ConfigStoreObject>& object,
+                                     const SchemaPtr& schema) {
+  return {GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kUser)),
+          GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kVital)),
+          GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kCached))};
+}
+
+void WriteInstances(const ObjectList& objects, const std::string& prefix, const std::string& row,
+                    const Connection& connection, const std::string& schemaVersion) {
+  for (const auto& object : objects) {
+    const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
+    std::string version = object->GetVersion();
+    if (version.empty()) version = schemaVersion;
+    const std::string statement = prefix + FormatSql(row.c_str(), RowParts(id, version));
+    if (!Run(connection, statement, {object->GetSerializedData()})) {
+      throw ConfigStoreException(kInstancesWriteFailed);
+    }
+  }
+}
+
+void AddCompleteRow(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema,
+                    const USERDATA_CONTEXT& context, CompleteRows& rows) {
+  const std::vector<std::string> parts = SourceParts(object, schema);
+  const bool external = context == EXTERNAL;
+  rows[object->GetConfigStoreObjectId()] = ColumnValues{
+      {kUserValue, external ? parts[0] : std::string()},
+      {kAutoConfValue, external ? std::string() : parts[0]},
+      {kVitalValue, parts[1]},
+      {kCachedValue, parts[2]},
+      {kVersion, VersionToStore(*object, schema)},
+  };
+}
+
+const std::string& Column(const ColumnValues& values, const char* column) {
+  static const std::string kNone;
+  const auto found = values.find(column);
+  return found == values.end() ? kNone : found->second;
+}
+
+}  // namespace
+
+std::string VersionToStore(const ConfigStoreObject& object, const SchemaPtr& schema) {
+  std::string version = object.GetVersion();
+  if (version.empty() && schema) version = schema->GetVersion();
+  return version;
+}
+
+void UpdateByContextInternal(const std::shared_ptr<ConfigStoreObject>& object,
+                             const SchemaPtr& schema, UPDATE_CONTEXT context,
+                             const Connection& connection) {
+  const WriteStatements& s = Statements();
+  const std::string& statement = context == UPDATE_USER_DROP_DESIRED ? s.updateUserDroppingDesired
+                                 : context == UPDATE_AUTOMATIC       ? s.updateAutomatic
+                                                                     : s.updateUser;
+  const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
+  if (!Run(connection, FormatSql(statement.c_str(), IdentifierParts(id)),
+           SourceParts(object, schema))) {
+    throw ConfigStoreException(kContextWriteFailed + id.toString());
+  }
+}
+
+void SetByContextInternal(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema,
+                          UPDATE_CONTEXT context, const Connection& connection) {
+  const WriteStatements& s = Statements();
+  const std::string& statement = context == UPDATE_USER_DROP_DESIRED ? s.userDroppingDesired
+                                 : context == UPDATE_AUTOMATIC       ? s.automatic
+                                                                     : s.userKeepingSuccess;
+  const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
+  if (!Run(connection, FormatSql(statement.c_str(), RowParts(id, VersionToStore(*object, schema))),
+           SourceParts(object, schema))) {
+    throw ConfigStoreException(kContextWriteFailed + id.toString());
+  }
+}
+
+void WriteUserConfigInstances(const ObjectList& objects, const Connection& connection,
+                              const std::string& schemaVersion) {
+  const WriteStatements& s = Statements();
+  const bool upgrade = GetUpgradeCtx();
+  WriteInstances(objects, upgrade ? s.userUpgradePrefix : s.userPrefix,
+                 upgrade ? s.userUpgradeRow : s.userRow, connection, schemaVersion);
+}
+
+void WriteAutoConfConfigInstances(const ObjectList& objects, const Connection& connection,
+                                  const std::string& schemaVersion) {
+  WriteInstances(objects, Statements().automaticPrefix, Statements().automaticRow, connection,
+                 schemaVersion);
+}
+
+void WriteVitalConfigInstances(const ObjectList& objects, const Connection& connection,
+                               const std::string& schemaVersion) {
+  WriteInstances(objects, Statements().vitalPrefix, Statements().vitalRow, connection,
+                 schemaVersion);
+}
+
+void WriteCachedConfigInstances(const ObjectList& objects, const Connection& connection,
+                                const std::string& schemaVersion) {
+  WriteInstances(objects, Statements().cachedPrefix, Statements().cachedRow, connection,
+                 schemaVersion);
+}
+
+void WriteCompleteConfigInstances(const CompleteRows& rows, const Connection& connection) {
+  const WriteStatements& s = Statements();
+  for (const auto& [id, values] : rows) {
+    const std::string statement =
+        s.completePrefix + FormatSql(s.completeRow.c_str(), RowParts(id, Column(values, kVersion)));
+    if (!Run(connection, statement,
+             {Column(values, kAutoConfValue), Column(values, kUserValue),
+              Column(values, kVitalValue), Column(values, kCachedValue)})) {
+      throw ConfigStoreException(kCompleteWriteFailed);
+    }
+  }
+}
+
+void DeleteInternal(const ConfigStoreObjectId& id, const Connection& connection) {
+  const std::string statement =
+      FormatSql(Statements().deleteOne.c_str(), {id.key, id.component, id.instanceId, id.group});
+  if (!Run(connection, statement)) throw ConfigStoreException(kDeleteFailed + id.toString());
+}
+
+void DeleteInstancesInternal(const ConfigStoreObjectId& id, const Connection& connection) {
+  const std::string statement =
+      FormatSql(Statements().deleteInstances.c_str(), {id.key, id.component, id.group});
+  if (!Run(connection, statement)) {
+    throw ConfigStoreException(kDeleteInstancesFailed + id.toString());
+  }
+}
+
+void DeletePartialConfigInstances(const std::string& column, const ConfigStoreObjectId& id,
+                                  const Connection& connection) {
+  const std::string statement =
+      FormatSql(Statements().clearSource.c_str(), {column, id.key, id.group, id.component});
+  if (!Run(connection, statement)) throw ConfigStoreException(kClearFailed);
+}
+
+void DeleteVitalConfigInstances(const ConfigStoreObjectId& id, const Connection& connection) {
+  DeletePartialConfigInstances(kVitalValue, id, connection);
+}
+void DeleteCachedConfigInstances(const ConfigStoreObjectId& id, const Connection& connection) {
+  DeletePartialConfigInstances(kCachedValue, id, connection);
+}
+void DeleteUserConfigInstances(const ConfigStoreObjectId& id, const Connection& connection) {
+  DeletePartialConfigInstances(kUserValue, id, connection);
+}
+void DeleteAutoConfConfigInstances(const ConfigStoreObjectId& id, const Connection& connection) {
+  DeletePartialConfigInstances(kAutoConfValue, id, connection);
+}
+
+std::string GetDataIfNotNull(const std::shared_ptr<ConfigStoreObject>& object) {
+  return object ? object->GetSerializedData() : std::string();
+}
+
+void SetInternal(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema,
+                 const USERDATA_CONTEXT& context, const Connection& connection) {
+  CompleteRows rows;
+  AddCompleteRow(object, schema, context, rows);
+  WriteCompleteConfigInstances(rows, connection);
+}
+
+void SetInstancesInternal(const ObjectList& objects, const SchemaPtr& schema,
+                          const USERDATA_CONTEXT& context, const Connection& connection) {
+  CompleteRows rows;
+  for (const auto& object : objects) AddCompleteRow(object, schema, context, rows);
+  WriteCompleteConfigInstances(rows, connection);
+}
+
+}  // namespace OrinConfigStore

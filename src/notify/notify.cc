@@ -1,0 +1,112 @@
+#include "notify.h"
+
+#include <unistd.h>
+
+#include <boost/format.hpp>
+#include <exception>
+#include <memory>
+
+#include "configstore/exceptions.h"
+#include "configstore/json_doc.h"
+#include "configstore/logger.h"
+#include "platform/db_store.h"
+#include "platform/host_path.h"
+#include "uds_client.h"
+
+namespace OrinConfigStore {
+
+namespace {
+
+constexpr const char* kSwitchKey = "NOTIFY_WARDEN";
+constexpr const char* kSwitchOn = "true";
+
+constexpr const char* kAllowlistMissing = "Notification allowlist ";
+constexpr const char* kAllowlistMissingEnd = " missing.";
+constexpr const char* kLogAllowlistFailed =
+    "Failed to read notify list: %s. Defaulting to empty list.";
+constexpr const char* kLogSendFailed =
+    "Error while sending notification for config object '%s' to Warden: %s";
+
+// The JSON-RPC call the agent expects, compact and in this member order. The
+// service and security-scheme identifiers are the ones agreed with the
+// agent. %1% is the object name, put in without escaping; %2% the sender's
+// process id, a bare number.
+constexpr const char* kBodyTemplate =
+    R"({"method":"invoke","id":"9","params":{"serviceId":"com.tessel.configstore.notifier",)"
+    R"("operationId":"notify","input":{"STRUCTURE":{"operation-input":{"identifiers":["%1%"],)"
+    R"("cohort_id":%2%}}},"ctx":{"securityCtx":{"schemeId":"com.tessel.security.scheme.noauth"}}},)"
+    R"("jsonrpc":"2.0"})";
+// The request never leaves the host, so it carries no Host header.
+constexpr const char* kRequestTemplate =
+    "POST /api HTTP/1.1\r\nContent-Length: %1%\r\nContent-Type: application/json\r\n\r\n%2%";
+
+constexpr const char* kPatternSuffix = ".*";
+
+std::string BuildRequest(const std::string& objectName) {
+  const std::string body = (boost::format(kBodyTemplate) % objectName % getpid()).str();
+  return (boost::format(kRequestTemplate) % body.size() % body).str();
+}
+
+// One connection per notification; the client closes it on leaving scope.
+void SendToAgent(const std::string& objectName) {
+  const std::string request = BuildRequest(objectName);
+  try {
+    UdsClient client(kWardenEndpoint);
+    client.Connect();
+    client.Send(request);
+  } catch (const std::exception& e) {
+    CSLogger::Log(2, kLogSendFailed, objectName.c_str(), e.what());
+  }
+}
+
+}  // namespace
+
+bool IsWardenNotificationEnabled() {
+  const auto connection = DBStore::GetConnection(DBStore::CONFIG);
+  std::string value;
+  return connection && DBStore::ReadKeyValue(kSwitchKey, value, connection) == 0 &&
+         value == kSwitchOn;
+}
+
+std::unordered_set<std::string> ReadNotifyAllowlist() {
+  const std::string path = HostPath(kNotifyAllowlistFile);
+  if (!FileExists(path)) {
+    throw ConfigStoreException(kAllowlistMissing + path + kAllowlistMissingEnd);
+  }
+  const std::shared_ptr<JsonDoc> document = CreateDocumentFromFile(path);
+  const JDoc& entries = document->GetDocument();
+  if (!entries.IsArray()) ThrowInvalidJson();
+  std::unordered_set<std::string> allowlist;
+  for (const JVal& entry : entries.GetArray()) {
+    if (!entry.IsString()) ThrowInvalidJson();
+    allowlist.emplace(entry.GetString(), entry.GetStringLength());
+  }
+  return allowlist;
+}
+
+// A read that throws leaves the static uninitialised, so the next caller
+// tries the file again; after the first success the file is never re-read.
+const std::unordered_set<std::string>& GetNotifyAllowlist() {
+  static const std::unordered_set<std::string> allowlist = ReadNotifyAllowlist();
+  return allowlist;
+}
+
+void NotifyIfAllowlisted(const ConfigStoreObjectId& id) {
+  if (!IsWardenNotificationEnabled()) return;
+  // The instance id is left out: the agent learns which type changed.
+  const std::string groupName = id.component + "." + id.group;
+  const std::string name = groupName + "." + id.key;
+  const std::string groupPattern = groupName + kPatternSuffix;
+
+  const std::unordered_set<std::string>* allowlist = nullptr;
+  try {
+    allowlist = &GetNotifyAllowlist();
+  } catch (const ConfigStoreException& e) {
+    CSLogger::Log(1, kLogAllowlistFailed, e.what());
+    return;
+  }
+  // ".*" is a literal suffix of a group entry, not a regular expression.
+  if (allowlist->count(name) != 0 || allowlist->count(groupPattern) != 0) SendToAgent(name);
+}
+
+}  // namespace OrinConfigStore

@@ -1,0 +1,152 @@
+// The writers: each fills its own source, keeps the other columns, the
+// creation time and the revision count, and resets exactly what it names.
+
+#include <gtest/gtest.h>
+
+#include "configstore/host.h"
+#include "db/config_writes.h"
+#include "db/write_statements.h"
+#include "objects/object_helpers.h"
+#include "platform/db_store.h"
+#include "test_support.h"
+
+namespace OrinConfigStore {
+namespace {
+
+const ConfigStoreObjectId kVmk1("vnics", "interfaces", "net", "vmk1");
+
+class ConfigWritesTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<ConfigStoreObject> Vnic(const char* json, const char* instance = "vmk1") {
+    return CreateObject(ConfigStoreObjectId("vnics", "interfaces", "net", instance), json);
+  }
+  std::string Row(const char* columns, const char* identifier = "vmk1") {
+    const auto rows = db_.Rows(std::string("SELECT ") + columns +
+                               " FROM Config WHERE Identifier='" + identifier + "';");
+    return rows.empty() ? "none" : rows[0];
+  }
+  // A row with every source column and a desired value, revision 5.
+  void Seed() {
+    db_.Insert({"net", "interfaces", "vnics", "vmk1", R"({"a":1})", R"({"u":1})", R"({"v":1})",
+                R"({"c":1})", R"({"d":1})", "0", "1.0", "5"});
+  }
+
+  cstest::DatabaseRoot db_;
+  Connection connection_ = DBStore::GetConnection(DBStore::CONFIG);
+  SchemaPtr schema_ = LookupSchema(kVmk1);
+};
+
+TEST_F(ConfigWritesTest, StatementsAreComposedFromTheirPieces) {
+  const WriteStatements& s = Statements();
+  EXPECT_EQ(s.userRow,
+            "('%1$s', '%2$s', '%3$s', '%4$s', '%5$s', coalesce((select CreationTime from config "
+            "where identifier='%1$s' and name='%2$s' and configgroup='%3$s' and "
+            "component='%4$s'), (datetime(CURRENT_TIMESTAMP))), coalesce(( select Revision from "
+            "config where identifier='%1$s' and name='%2$s' and configgroup='%3$s' and "
+            "component='%4$s'),( 0 )) + 1, coalesce((select AutoConfValue from config where "
+            "identifier='%1$s' and name='%2$s' and configgroup='%3$s' and component='%4$s'), "
+            "null), coalesce((select VitalValue from config where identifier='%1$s' and "
+            "name='%2$s' and configgroup='%3$s' and component='%4$s'), null), coalesce((select "
+            "CachedValue from config where identifier='%1$s' and name='%2$s' and "
+            "configgroup='%3$s' and component='%4$s'), null), ?)");
+  EXPECT_EQ(s.userPrefix,
+            "insert or replace into config(identifier, name, configgroup, component, version, "
+            "CreationTime, Revision, AutoConfValue, VitalValue, CachedValue, UserValue) values ");
+  EXPECT_EQ(s.completeRow.substr(0, 38), "('%s', '%s', '%s', '%s', '%s', coalesc");
+  EXPECT_EQ(s.completeRow.substr(s.completeRow.size() - 17), "+ 1,  ?, ?, ?, ?)");
+  EXPECT_EQ(s.userDroppingDesired.substr(s.userDroppingDesired.size() - 25),
+            "), null), ?, ?, ?, null);");
+}
+
+TEST_F(ConfigWritesTest, PerSourceWritersKeepEverythingElse) {
+  Seed();
+  WriteVitalConfigInstances({Vnic(R"({"macAddress":"aa"})")}, connection_);
+  EXPECT_EQ(
+      Row("AutoConfValue, UserValue, VitalValue, CachedValue, DesiredValue, Success, "
+          "Revision, CreationTime"),
+      R"(AutoConfValue={"a":1}, UserValue={"u":1}, VitalValue={"macAddress":"aa","name":"vmk1"}, )"
+      R"(CachedValue={"c":1}, DesiredValue={"d":1}, Success=0, Revision=6, )"
+      "CreationTime=2026-01-01 00:00:00");
+  WriteCachedConfigInstances({Vnic(R"({"mtu":1})")}, connection_);
+  WriteAutoConfConfigInstances({Vnic(R"({"mtu":2})")}, connection_);
+  EXPECT_EQ(Row("UserValue, DesiredValue, Success, Revision"),
+            R"(UserValue={"u":1}, DesiredValue={"d":1}, Success=0, Revision=8)");
+  // The ordinary user writer resets the desired value and the success flag.
+  WriteUserConfigInstances({Vnic(R"({"mtu":3})")}, connection_);
+  EXPECT_EQ(Row("AutoConfValue, UserValue, DesiredValue, Success, Revision"),
+            R"(AutoConfValue={"mtu":2,"name":"vmk1"}, UserValue={"mtu":3,"name":"vmk1"}, )"
+            "DesiredValue=NULL, Success=1, Revision=9");
+  // During an upgrade the success flag is kept (a new row gets 0).
+  SetUpgradeCtx(true);
+  WriteUserConfigInstances({Vnic(R"({"mtu":4})"), Vnic(R"({"mtu":4})", "vmk9")}, connection_);
+  SetUpgradeCtx(false);
+  EXPECT_EQ(Row("Success, Revision"), "Success=1, Revision=10");
+  EXPECT_EQ(Row("Success, Revision, Version", "vmk9"), "Success=0, Revision=1, Version=");
+  // An empty list writes nothing and succeeds.
+  WriteVitalConfigInstances({}, connection_);
+}
+
+TEST_F(ConfigWritesTest, CompleteWriteReplacesEverySource) {
+  Seed();
+  const auto vnic = Vnic(R"({"mtu":9000,"macAddress":"aa"})");
+  SetInternal(vnic, schema_, EXTERNAL, connection_);
+  EXPECT_EQ(Row("AutoConfValue, UserValue, VitalValue, CachedValue, DesiredValue, Revision, "
+                "Version, CreationTime"),
+            R"(AutoConfValue=NULL, UserValue={"mtu":9000,"name":"vmk1"}, )"
+            R"(VitalValue={"macAddress":"aa","name":"vmk1"}, CachedValue=NULL, DesiredValue=NULL, )"
+            "Revision=6, Version=2.0, CreationTime=2026-01-01 00:00:00");
+  SetInstancesInternal({Vnic(R"({"mtu":1})", "vmk2"), Vnic(R"({"mtu":2})", "vmk3")}, schema_,
+                       INTERNAL, connection_);
+  EXPECT_EQ(Row("AutoConfValue, UserValue, Revision", "vmk3"),
+            R"(AutoConfValue={"mtu":2,"name":"vmk3"}, UserValue=NULL, Revision=1)");
+}
+
+TEST_F(ConfigWritesTest, ContextWritersChooseTheirStatement) {
+  Seed();
+  const auto vnic = Vnic(R"({"mtu":1,"macAddress":"bb"})");
+  UpdateByContextInternal(vnic, schema_, UPDATE_AUTOMATIC, connection_);
+  EXPECT_EQ(Row("AutoConfValue, UserValue, VitalValue, DesiredValue, Revision"),
+            R"(AutoConfValue={"mtu":1,"name":"vmk1"}, UserValue={"u":1}, )"
+            R"(VitalValue={"macAddress":"bb","name":"vmk1"}, DesiredValue={"d":1}, Revision=6)");
+  UpdateByContextInternal(vnic, schema_, UPDATE_USER_DROP_DESIRED, connection_);
+  EXPECT_EQ(Row("UserValue, DesiredValue, Revision"),
+            R"(UserValue={"mtu":1,"name":"vmk1"}, DesiredValue=NULL, Revision=7)");
+
+  SetByContextInternal(Vnic(R"({"mtu":5})", "vmk5"), schema_, UPDATE_USER_KEEP_SUCCESS,
+                       connection_);
+  EXPECT_EQ(Row("UserValue, Success, Revision", "vmk5"),
+            R"(UserValue={"mtu":5,"name":"vmk5"}, Success=1, Revision=1)");
+  db_.Sql("UPDATE Config SET Success=0, DesiredValue='{}' WHERE Identifier='vmk5';");
+  SetByContextInternal(Vnic(R"({"mtu":6})", "vmk5"), schema_, UPDATE_AUTOMATIC, connection_);
+  // The automatic insert keeps success and the user value, and names no
+  // desired value, which so returns to its default.
+  EXPECT_EQ(Row("AutoConfValue, UserValue, Success, DesiredValue, Revision", "vmk5"),
+            R"(AutoConfValue={"mtu":6,"name":"vmk5"}, UserValue={"mtu":5,"name":"vmk5"}, )"
+            "Success=0, DesiredValue=NULL, Revision=2");
+}
+
+TEST_F(ConfigWritesTest, DeletesAndClears) {
+  Seed();
+  db_.Insert({"net", "interfaces", "vnics", "vmk2", "", R"({"u":2})", R"({"v":2})"});
+  DeleteVitalConfigInstances(kVmk1, connection_);
+  EXPECT_EQ(db_.Rows("SELECT Identifier, VitalValue, UserValue FROM Config ORDER BY Identifier;"),
+            (std::vector<std::string>{R"(Identifier=vmk1, VitalValue=NULL, UserValue={"u":1})",
+                                      R"(Identifier=vmk2, VitalValue=NULL, UserValue={"u":2})"}));
+  DeleteInternal(kVmk1, connection_);
+  EXPECT_EQ(Row("Identifier"), "none");
+  DeleteInstancesInternal(kVmk1, connection_);
+  EXPECT_TRUE(db_.Rows("SELECT * FROM Config;").empty());
+  db_.Sql("DROP TABLE Config;");
+  EXPECT_CS_ERROR(ConfigStoreException, 2000,
+                  "Delete failed: comp net grp interfaces key vnics id vmk1",
+                  DeleteInternal(kVmk1, connection_));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Failed to Delete in SetConfigInstancesInternal",
+                  DeleteUserConfigInstances(kVmk1, connection_));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Write config instances failed",
+                  WriteUserConfigInstances({Vnic("{}")}, connection_));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "WriteComplete failed",
+                  SetInternal(Vnic("{}"), schema_, EXTERNAL, connection_));
+}
+
+}  // namespace
+}  // namespace OrinConfigStore
