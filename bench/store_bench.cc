@@ -84,6 +84,7 @@ class StoreBenchRoot : public BenchRoot {
         R"({"domain": "auto.example", "searchDomains": ["example"], "options": {"attempts": 3}})");
     sqlite3_finalize(insert);
     sqlite3_exec(db_, "COMMIT;", nullptr, nullptr, nullptr);
+    SettleSchemaStore();
   }
   ~StoreBenchRoot() { sqlite3_close(db_); }
   std::string DatabasePath() const { return Path() + "/etc/tessel/configstore/current-store-1"; }

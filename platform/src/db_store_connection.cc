@@ -2,7 +2,6 @@
 // taking them back, and creating the database file.
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -10,6 +9,7 @@
 #include "configstore/logger.h"
 #include "db_store_internal.h"
 #include "platform/host_path.h"
+#include "platform/process.h"
 
 namespace DBStore {
 
@@ -39,9 +39,14 @@ bool SetWal(const SqliteDb& db, std::string* error) {
   return false;
 }
 
+// The file's identity; false, logged, when it does not exist.
 bool Identify(const std::string& path, FileId* file) {
   struct stat status;
-  if (stat(path.c_str(), &status) != 0) return false;
+  if (stat(path.c_str(), &status) != 0) {
+    const std::error_code missing(errno, std::generic_category());
+    CSLogger::Log(0, kLogCannotOpen, path.c_str(), missing.message().c_str());
+    return false;
+  }
   file->device = status.st_dev;
   file->inode = status.st_ino;
   return true;
@@ -53,20 +58,58 @@ bool KnownType(Type type) {
   return false;
 }
 
-}  // namespace
-
-StoreConnection::StoreConnection(std::unique_ptr<SqliteDb> db, std::string path, const FileId& file)
-    : db_(std::move(db)), path_(std::move(path)), file_(file), owner_(getpid()) {}
-
-std::unique_ptr<StoreConnection> StoreConnection::Open(const std::string& path,
-                                                       const FileId& file) {
+// Opens `path` read-write in WAL mode with synchronous=FULL; null, logged,
+// when that fails.
+std::unique_ptr<SqliteDb> OpenConfigured(const std::string& path) {
   std::string error;
   auto db = SqliteDb::Open(path, SqliteDb::Mode::kReadWrite, &error);
   if (db == nullptr || !SetWal(*db, &error) || !db->Exec(kSynchronousFull, &error)) {
     CSLogger::Log(0, kLogCannotOpen, path.c_str(), error.c_str());
     return nullptr;
   }
+  return db;
+}
+
+}  // namespace
+
+StoreConnection::StoreConnection(std::unique_ptr<SqliteDb> db, std::string path, const FileId& file)
+    : db_(std::move(db)),
+      path_(std::move(path)),
+      file_(file),
+      owner_(OrinConfigStore::CurrentProcessId()) {
+  pool::Register(this);
+}
+
+StoreConnection::~StoreConnection() {
+  pool::Unregister(this);
+  statements_.Clear();
+}
+
+std::unique_ptr<StoreConnection> StoreConnection::Open(const std::string& path,
+                                                       const FileId& file) {
+  auto db = OpenConfigured(path);
+  if (db == nullptr) return nullptr;
   return std::unique_ptr<StoreConnection>(new StoreConnection(std::move(db), path, file));
+}
+
+bool StoreConnection::Revive() {
+  if (owner_ == OrinConfigStore::CurrentProcessId()) return true;
+  pool::ReleaseInherited();
+  FileId file;
+  if (!Identify(path_, &file)) return false;
+  auto db = OpenConfigured(path_);
+  if (db == nullptr) return false;
+  db_ = std::move(db);
+  file_ = file;
+  owner_ = OrinConfigStore::CurrentProcessId();
+  depth = 0;
+  return true;
+}
+
+void StoreConnection::DropInherited() {
+  if (owner_ == OrinConfigStore::CurrentProcessId() || db_ == nullptr) return;
+  statements_.Clear();
+  db_.reset();
 }
 
 bool StoreConnection::ResetForReuse() {
@@ -84,8 +127,9 @@ bool StoreConnection::ResetForReuse() {
 
 void ReturnConnection(StoreConnection* released) {
   std::unique_ptr<StoreConnection> connection(released);
-  if (connection->Owner() != getpid()) {
-    pool::Abandon(std::move(connection));
+  if (connection->Owner() != OrinConfigStore::CurrentProcessId()) {
+    // Inherited and never used here: it closes with the others.
+    pool::ReleaseInherited();
   } else if (connection->ResetForReuse()) {
     pool::Put(std::move(connection));
   }
@@ -95,11 +139,7 @@ std::shared_ptr<StoreConnection> GetConnection(Type type) {
   if (!KnownType(type)) return nullptr;
   const std::string path = OrinConfigStore::HostPath(kConfigDatabaseFile);
   FileId file;
-  if (!Identify(path, &file)) {
-    const std::error_code missing(errno, std::generic_category());
-    CSLogger::Log(0, kLogCannotOpen, path.c_str(), missing.message().c_str());
-    return nullptr;
-  }
+  if (!Identify(path, &file)) return nullptr;
   auto connection = pool::Take(path, file);
   if (connection == nullptr) connection = StoreConnection::Open(path, file);
   if (connection == nullptr) return nullptr;

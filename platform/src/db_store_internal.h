@@ -90,6 +90,8 @@ class StatementCache {
   // A statement busy in an enclosing run (a callback running the same text
   // again) is not shared: the second run gets a statement of its own.
   std::shared_ptr<PreparedStatement> Get(sqlite3* db, const std::string& text, int* status);
+  // Finalises every cached statement, before the connection closes.
+  void Clear();
 
  private:
   using Entry = std::pair<std::string, std::shared_ptr<PreparedStatement>>;
@@ -109,6 +111,17 @@ class StoreConnection {
   // Opens the existing file at `path` (identified by `file`) read-write in
   // WAL mode with synchronous=FULL; null, logged, when that fails.
   static std::unique_ptr<StoreConnection> Open(const std::string& path, const FileId& file);
+  ~StoreConnection();
+  StoreConnection(const StoreConnection&) = delete;
+  StoreConnection& operator=(const StoreConnection&) = delete;
+
+  // Makes the connection usable in this process: one inherited across
+  // fork() is opened afresh on its file, with no transaction open. False,
+  // logged, when that fails. Every operation calls it before touching SQLite.
+  bool Revive();
+  // Closes the connection's SQLite handle when the connection was inherited
+  // from another process; a later Revive() opens a new one.
+  void DropInherited();
 
   sqlite3* Handle() const { return db_->Handle(); }
   const std::string& Path() const { return path_; }
@@ -172,9 +185,12 @@ std::unique_ptr<StoreConnection> Take(const std::string& path, const FileId& fil
 // Keeps `connection` for a later Take, closing the oldest idle connection
 // when the pool is full.
 void Put(std::unique_ptr<StoreConnection> connection);
-// Keeps a connection inherited from the parent process alive without
-// touching it: closing it here could disturb the parent's database.
-void Abandon(std::unique_ptr<StoreConnection> connection);
+// Tracks every open connection of the process, idle or held.
+void Register(StoreConnection* connection);
+void Unregister(StoreConnection* connection);
+// In a child process after fork(), closes every connection inherited from
+// the parent before the child opens one of its own; does nothing otherwise.
+void ReleaseInherited();
 }  // namespace pool
 
 }  // namespace DBStore

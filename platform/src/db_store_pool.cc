@@ -3,12 +3,13 @@
 // by the identity of the file, so a database deleted and created again is
 // not served by a connection on the old file.
 
-#include <unistd.h>
-
 #include <deque>
 #include <mutex>
+#include <unordered_set>
+#include <vector>
 
 #include "db_store_internal.h"
+#include "platform/process.h"
 
 namespace DBStore {
 namespace pool {
@@ -21,9 +22,9 @@ constexpr std::size_t kMaxIdleConnections = 8;
 
 struct Pool {
   std::mutex mutex;
-  pid_t owner = getpid();
+  pid_t owner = OrinConfigStore::CurrentProcessId();
   std::deque<std::unique_ptr<StoreConnection>> idle;  // oldest first
-  std::vector<std::unique_ptr<StoreConnection>> inherited;
+  std::unordered_set<StoreConnection*> open;          // idle or held
 };
 
 // Never destroyed: a connection may come back while the process exits,
@@ -33,14 +34,22 @@ Pool& Idle() {
   return *pool;
 }
 
-// After a fork, the child must not use or close the parent's connections
-// (closing one would drop locks and may checkpoint the parent's journal).
-// Called with the lock held.
-void AdoptProcess(Pool& pool) {
-  if (pool.owner == getpid()) return;
-  for (auto& connection : pool.idle) pool.inherited.push_back(std::move(connection));
+// SQLite keeps one record of file locks per file and process. A child of
+// fork() inherits the parent's record but not its locks, so a connection
+// the child opened beside an inherited one would believe the file already
+// locked and take no lock of its own; once the parent exits, another
+// process could then checkpoint and remove the journal under the child's
+// commits. So the child closes every inherited connection before it opens
+// one: idle ones for good, held ones until their holder next uses them.
+// Closing in the child releases only the child's locks, of which it has
+// none; the parent's stay. Called with the lock held; the idle connections
+// move to `closing`, to be destroyed once the lock is released.
+void AdoptProcess(Pool& pool, std::vector<std::unique_ptr<StoreConnection>>& closing) {
+  if (pool.owner == OrinConfigStore::CurrentProcessId()) return;
+  for (auto& connection : pool.idle) closing.push_back(std::move(connection));
   pool.idle.clear();
-  pool.owner = getpid();
+  for (StoreConnection* connection : pool.open) connection->DropInherited();
+  pool.owner = OrinConfigStore::CurrentProcessId();
 }
 
 }  // namespace
@@ -50,7 +59,7 @@ std::unique_ptr<StoreConnection> Take(const std::string& path, const FileId& fil
   std::vector<std::unique_ptr<StoreConnection>> stale;  // closed once the lock is released
   Pool& pool = Idle();
   const std::lock_guard<std::mutex> lock(pool.mutex);
-  AdoptProcess(pool);
+  AdoptProcess(pool, stale);
   for (std::size_t i = pool.idle.size(); i-- > 0;) {
     StoreConnection& connection = *pool.idle[i];
     if (connection.Path() != path) continue;
@@ -67,20 +76,33 @@ std::unique_ptr<StoreConnection> Take(const std::string& path, const FileId& fil
 }
 
 void Put(std::unique_ptr<StoreConnection> connection) {
-  std::unique_ptr<StoreConnection> evicted;  // closed once the lock is released
+  std::vector<std::unique_ptr<StoreConnection>> evicted;  // closed once the lock is released
   Pool& pool = Idle();
   const std::lock_guard<std::mutex> lock(pool.mutex);
-  AdoptProcess(pool);
+  AdoptProcess(pool, evicted);
   pool.idle.push_back(std::move(connection));
   if (pool.idle.size() <= kMaxIdleConnections) return;
-  evicted = std::move(pool.idle.front());
+  evicted.push_back(std::move(pool.idle.front()));
   pool.idle.pop_front();
 }
 
-void Abandon(std::unique_ptr<StoreConnection> connection) {
+void Register(StoreConnection* connection) {
   Pool& pool = Idle();
   const std::lock_guard<std::mutex> lock(pool.mutex);
-  pool.inherited.push_back(std::move(connection));
+  pool.open.insert(connection);
+}
+
+void Unregister(StoreConnection* connection) {
+  Pool& pool = Idle();
+  const std::lock_guard<std::mutex> lock(pool.mutex);
+  pool.open.erase(connection);
+}
+
+void ReleaseInherited() {
+  std::vector<std::unique_ptr<StoreConnection>> closing;  // closed once the lock is released
+  Pool& pool = Idle();
+  const std::lock_guard<std::mutex> lock(pool.mutex);
+  AdoptProcess(pool, closing);
 }
 
 }  // namespace pool

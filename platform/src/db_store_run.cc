@@ -12,6 +12,8 @@ using OrinConfigStore::CSLogger;
 
 constexpr const char* kLogFailure = "DBStore: %s failed: [%d] %s";
 constexpr const char* kLogNoConnection = "DBStore: %s: no connection";
+constexpr const char* kNotReopened =
+    "the connection inherited from the parent process could not be reopened";
 constexpr const char* kCallbackStopped = "the row callback stopped the statement";
 constexpr const char* kTransactionLost =
     "the transaction was rolled back after an error; close its levels before running statements";
@@ -75,6 +77,7 @@ int LogNoConnection(const char* operation, int result) {
 
 int RunStatement(StoreConnection& connection, const std::string& text, const Binder& bind,
                  RowCallback callback, void* context, int timeoutMs) {
+  if (!connection.Revive()) return LogFailure(text.c_str(), SQLITE_CANTOPEN, kNotReopened);
   if (connection.TransactionLost()) return LogFailure(text.c_str(), SQLITE_ABORT, kTransactionLost);
   sqlite3* db = connection.Handle();
   sqlite3_busy_timeout(db, timeoutMs);
@@ -95,6 +98,10 @@ int RunStatement(StoreConnection& connection, const std::string& text, const Bin
 }
 
 bool RunControl(StoreConnection& connection, const std::string& text) {
+  if (!connection.Revive()) {
+    LogFailure(text.c_str(), SQLITE_CANTOPEN, kNotReopened);
+    return false;
+  }
   sqlite3* db = connection.Handle();
   sqlite3_busy_timeout(db, kDefaultTimeoutMs);
   const int status = sqlite3_exec(db, text.c_str(), nullptr, nullptr, nullptr);

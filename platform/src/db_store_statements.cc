@@ -88,4 +88,9 @@ std::shared_ptr<PreparedStatement> StatementCache::Get(sqlite3* db, const std::s
   return prepared;
 }
 
+void StatementCache::Clear() {
+  index_.clear();
+  entries_.clear();
+}
+
 }  // namespace DBStore

@@ -35,6 +35,7 @@ constexpr int kCancelFailed = 2;
 int BeginTransaction(const std::shared_ptr<StoreConnection>& connection) {
   if (connection == nullptr) return LogNoConnection(kBeginTransaction, 1);
   StoreConnection& store = *connection;
+  if (!store.Revive()) return 1;
   if (store.TransactionLost()) return LogFailure(kBeginTransaction, SQLITE_ABORT, kTransactionLost);
   const std::string text = store.depth == 0 ? kBegin : Str_Format(kSavepoint, store.depth + 1);
   if (!RunControl(store, text)) return 1;
@@ -47,6 +48,7 @@ int BeginTransaction(const std::shared_ptr<StoreConnection>& connection) {
 int CommitTransaction(const std::shared_ptr<StoreConnection>& connection) {
   if (connection == nullptr) return LogNoConnection(kCommitTransaction, 1);
   StoreConnection& store = *connection;
+  if (!store.Revive()) return 1;
   if (store.depth == 0) return LogFailure(kCommitTransaction, SQLITE_ERROR, kNoTransaction);
   if (store.TransactionLost())
     return LogFailure(kCommitTransaction, SQLITE_ABORT, kTransactionLost);
@@ -61,6 +63,7 @@ int CommitTransaction(const std::shared_ptr<StoreConnection>& connection) {
 int CancelTransaction(const std::shared_ptr<StoreConnection>& connection) {
   if (connection == nullptr) return LogNoConnection(kCancelTransaction, kCancelFailed);
   StoreConnection& store = *connection;
+  if (!store.Revive()) return kCancelFailed;
   if (store.depth == 0) {
     LogFailure(kCancelTransaction, SQLITE_ERROR, kNoTransaction);
     return kCancelFailed;

@@ -2,6 +2,9 @@
 
 #include <sys/stat.h>
 
+#include <ctime>
+
+#include "platform/process.h"
 #include "platform/schema_database.h"
 
 namespace OrinSchemaStore {
@@ -9,6 +12,63 @@ namespace OrinSchemaStore {
 namespace {
 
 using TypeKey = std::tuple<std::string, std::string, std::string>;
+
+// How long after its last change a file counts as settled. A commit moves
+// the modification time of the file it writes on, but the kernel takes
+// times from a coarse clock and some file systems keep whole or even
+// seconds, so a commit soon after an earlier one may leave it as it was.
+constexpr long kSettleSeconds = 2;
+// SQLite's write-ahead journal beside the database, where commits go first.
+constexpr const char* kJournalSuffix = "-wal";
+
+// What stat() tells of a file's content changing; an absent file has a
+// stamp of its own.
+struct FileStamp {
+  FileStamp() = default;
+  explicit FileStamp(const struct stat& info)
+      : size(info.st_size), modified(info.st_mtim), changed(info.st_ctim) {}
+  explicit FileStamp(const std::string& path) {
+    struct stat info;
+    if (::stat(path.c_str(), &info) == 0) *this = FileStamp(info);
+  }
+
+  bool operator==(const FileStamp& other) const {
+    return size == other.size && Same(modified, other.modified) && Same(changed, other.changed);
+  }
+  // Whether the file was last modified more than kSettleSeconds before
+  // `now`: a write after `now` then necessarily gives another stamp.
+  bool SettledBefore(const timespec& now) const {
+    return modified.tv_sec + kSettleSeconds < now.tv_sec;
+  }
+
+ private:
+  static bool Same(const timespec& a, const timespec& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+  }
+
+  off_t size = -1;
+  timespec modified{};
+  timespec changed{};
+};
+
+// The database and its journal: between them every commit shows.
+struct StoreStamp {
+  bool operator==(const StoreStamp& other) const {
+    return database == other.database && journal == other.journal;
+  }
+  bool SettledBefore(const timespec& now) const {
+    return database.SettledBefore(now) && journal.SettledBefore(now);
+  }
+
+  FileStamp database;
+  FileStamp journal;
+};
+
+timespec Now() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now;
+}
 
 // The process-wide cache of parsed types, bound to one database file. It
 // starts over when the root (and so the file) changes, when the file is
@@ -45,19 +105,29 @@ class TypeCache {
       Reset();
       return false;
     }
-    if (path != path_ || info.st_dev != device_ || info.st_ino != inode_ || !reader_) {
+    // A reader inherited across fork() is not used: the child opens its own.
+    if (path != path_ || info.st_dev != device_ || info.st_ino != inode_ || !reader_ ||
+        owner_ != OrinConfigStore::CurrentProcessId()) {
       Reset();
       reader_ = SchemaReader::Open(path);
       if (!reader_) return false;
+      owner_ = OrinConfigStore::CurrentProcessId();
       path_ = path;
+      journalPath_ = path + kJournalSuffix;
       device_ = info.st_dev;
       inode_ = info.st_ino;
     }
+    // Asking SQLite costs file locks on every lookup; while the files have
+    // been left alone for a while, their stamps tell the same more cheaply.
+    const StoreStamp stamp{FileStamp(info), FileStamp(journalPath_)};
+    if (settled_ && stamp == stamp_) return true;
     const long long version = reader_->DataVersion();
     if (version != dataVersion_) {
       types_.clear();
       dataVersion_ = version;
     }
+    stamp_ = stamp;
+    settled_ = stamp.SettledBefore(Now());
     return true;
   }
 
@@ -66,14 +136,22 @@ class TypeCache {
     reader_.reset();
     path_.clear();
     dataVersion_ = -1;
+    settled_ = false;
   }
 
   std::mutex mutex_;
   std::unique_ptr<SchemaReader> reader_;
+  pid_t owner_ = 0;
   std::string path_;
+  std::string journalPath_;
   dev_t device_ = 0;
   ino_t inode_ = 0;
   long long dataVersion_ = -1;
+  // The files as they were at the last data-version check, and whether they
+  // had then been left alone long enough for the stamps alone to show a
+  // commit.
+  StoreStamp stamp_;
+  bool settled_ = false;
   std::map<TypeKey, std::shared_ptr<SchemaObject>> types_;
 };
 

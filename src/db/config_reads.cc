@@ -77,19 +77,15 @@ std::shared_ptr<ConfigStoreObject> ReadObject(const char* statementTemplate,
 std::shared_ptr<ConfigStoreObject> MergedRow(const RowView& row, const ConfigStoreObjectId& id,
                                              const SchemaPtr& schema) {
   RowLayers layers(row, id, schema);
-  auto vital = layers.Layer(kVitalValue);
-  auto cached = layers.Layer(kCachedValue);
-  auto automatic = layers.Layer(kAutoConfValue);
-  return MergeConfig(std::move(vital), std::move(cached), std::move(automatic), layers.UserLayer());
+  return layers.Merged({layers.Text(kVitalValue), layers.Text(kCachedValue),
+                        layers.Text(kAutoConfValue), layers.AppliedUserText()});
 }
 
 std::shared_ptr<ConfigStoreObject> MergedDefaultRow(const RowView& row,
                                                     const ConfigStoreObjectId& id,
                                                     const SchemaPtr& schema) {
   RowLayers layers(row, id, schema);
-  auto vital = layers.Layer(kVitalValue);
-  auto cached = layers.Layer(kCachedValue);
-  return MergeConfig(std::move(vital), std::move(cached), nullptr, layers.Layer(kValue));
+  return layers.Merged({layers.Text(kVitalValue), layers.Text(kCachedValue), layers.Text(kValue)});
 }
 
 // One object per row of `statement`, the row's Identifier as its instance
@@ -125,8 +121,7 @@ std::shared_ptr<ConfigStoreObject> GetCurrentConfigInternal(const ConfigStoreObj
                                                             const SchemaPtr& schema) {
   return ReadObject(kGetCurrent, id, connection, [&](const RowView& row) {
     RowLayers layers(row, id, schema);
-    auto automatic = layers.Layer(kAutoConfValue);
-    return MergeConfig(std::move(automatic), layers.UserLayer(), nullptr, nullptr);
+    return layers.Merged({layers.Text(kAutoConfValue), layers.AppliedUserText()});
   });
 }
 

@@ -1,12 +1,16 @@
+#include "key_value.h"
+
 #include "configstore/config_store.h"
+#include "configstore/json_doc.h"
 #include "platform/db_store.h"
+#include "platform/host_path.h"
 
 namespace OrinConfigStore {
 
 namespace {
 
 constexpr const char* kBootKey = "IS_BOOT";
-constexpr const char* kBootTrue = "true";
+constexpr const char* kSwitchOn = "true";
 constexpr const char* kWriteFailed = "Failed to write KV table for key: ";
 constexpr const char* kReadFailed = "Failed to read KV table for key: ";
 
@@ -36,11 +40,13 @@ std::string GetKeyValue(const std::string& key) {
   return value;
 }
 
-bool IsBoot() {
+bool IsSwitchOn(const std::string& key) {
+  if (!FileExists(HostPath(DBStore::kConfigDatabaseFile))) return false;
   const auto connection = DBStore::GetConnection(DBStore::CONFIG);
   std::string value;
-  return connection && DBStore::ReadKeyValue(kBootKey, value, connection) == 0 &&
-         value == kBootTrue;
+  return connection && DBStore::ReadKeyValue(key, value, connection) == 0 && value == kSwitchOn;
 }
+
+bool IsBoot() { return IsSwitchOn(kBootKey); }
 
 }  // namespace OrinConfigStore

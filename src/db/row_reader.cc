@@ -2,11 +2,13 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "objects/config_store_object_impl.h"
 #include "objects/config_store_object_internal.h"
 #include "objects/json_lookup.h"
 #include "objects/object_merge.h"
+#include "platform/schema_object.h"
 
 namespace OrinConfigStore {
 
@@ -61,8 +63,47 @@ const char* RowView::Get(const char* column) const {
 }
 
 std::shared_ptr<ConfigStoreObject> RowLayers::Layer(const char* column) {
-  const char* value = row_.Get(column);
-  if (value == nullptr) return nullptr;
+  return Merged({row_.Get(column)});
+}
+
+std::shared_ptr<ConfigStoreObject> RowLayers::UserLayer() { return Merged({AppliedUserText()}); }
+
+const char* RowLayers::AppliedUserText() const {
+  return Entry(row_, kSuccess) == kSuccessful ? row_.Get(kUserValue) : nullptr;
+}
+
+std::shared_ptr<ConfigStoreObject> RowLayers::Merged(std::initializer_list<const char*> texts) {
+  std::shared_ptr<ConfigStoreObject> merged;
+  for (const char* text : texts) {
+    if (text == nullptr) continue;
+    const auto layer = CreateDocumentFromText(text, std::strlen(text));
+    if (merged == nullptr) {
+      merged = Wrap(layer);
+      continue;
+    }
+    WriteInstanceId(layer->GetDocument());
+    ConfigStoreObjectImpl& into = ConfigStoreObjectInternal::Impl(*merged);
+    MergeInto(into.DataValue(), layer->GetDocument(), nullptr, into.GetJsonDoc()->GetAllocator());
+  }
+  return merged;
+}
+
+// What an object made of the layer would hold: the id's instance id in the
+// type's instance-id member, replacing a value there or added at the end.
+void RowLayers::WriteInstanceId(JDoc& layer) const {
+  if (id_.instanceId.empty() || !schema_ || !layer.IsObject()) return;
+  const JVal* member = FindValue(schema_->GetInstanceKeyMap(), id_.key.c_str());
+  if (member == nullptr || !member->IsString()) return;
+  JVal value(id_.instanceId.c_str(), static_cast<rapidjson::SizeType>(id_.instanceId.size()),
+             layer.GetAllocator());
+  if (JVal* existing = FindValue(layer, member->GetString())) {
+    *existing = value;
+  } else {
+    layer.AddMember(JVal(*member, layer.GetAllocator()), value, layer.GetAllocator());
+  }
+}
+
+std::shared_ptr<ConfigStoreObject> RowLayers::Wrap(std::shared_ptr<JsonDoc> document) {
   if (!stamp_) {
     auto stamp = std::make_shared<ObjectStamp>();
     stamp->version = Entry(row_, kVersion);
@@ -72,13 +113,8 @@ std::shared_ptr<ConfigStoreObject> RowLayers::Layer(const char* column) {
         static_cast<std::uint32_t>(std::strtoul(Entry(row_, kRevision).c_str(), nullptr, 10));
     stamp_ = std::move(stamp);
   }
-  return ConfigStoreObjectInternal::Wrap(std::make_shared<ConfigStoreObjectImpl>(
-      id_, CreateDocumentFromText(value, std::strlen(value)), schema_, stamp_));
-}
-
-std::shared_ptr<ConfigStoreObject> RowLayers::UserLayer() {
-  if (Entry(row_, kSuccess) != kSuccessful) return nullptr;
-  return Layer(kUserValue);
+  return ConfigStoreObjectInternal::Wrap(
+      std::make_shared<ConfigStoreObjectImpl>(id_, std::move(document), schema_, stamp_));
 }
 
 std::shared_ptr<ConfigStoreObject> MergeConfig(std::shared_ptr<ConfigStoreObject> first,

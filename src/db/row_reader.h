@@ -4,12 +4,14 @@
 // Result rows of the configuration database, and configuration objects
 // built from their value columns.
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "configstore/config_store_object.h"
+#include "configstore/json_doc.h"
 #include "platform/db_store.h"
 
 namespace OrinSchemaStore {
@@ -70,7 +72,19 @@ class RowLayers {
   // "UserValue", but only when the row's "Success" is exactly "1".
   std::shared_ptr<ConfigStoreObject> UserLayer();
 
+  // The text of a column; null when absent or SQL NULL.
+  const char* Text(const char* column) const { return row_.Get(column); }
+  // The user column's text under UserLayer's rule.
+  const char* AppliedUserText() const;
+  // MergeConfig of the layers of these texts, earliest first, null ones
+  // skipped; null when all are. Later layers are merged straight into the
+  // first layer's object instead of each becoming an object of its own.
+  std::shared_ptr<ConfigStoreObject> Merged(std::initializer_list<const char*> texts);
+
  private:
+  std::shared_ptr<ConfigStoreObject> Wrap(std::shared_ptr<JsonDoc> document);
+  void WriteInstanceId(JDoc& layer) const;
+
   const RowView& row_;
   const ConfigStoreObjectId& id_;
   const SchemaPtr& schema_;

@@ -49,6 +49,9 @@ class Splitter {
   }
 
   Kept Object(const JVal& data, const JVal& schema, JVal& out) {
+    // Like an empty array, an empty object carries no marks of its own: it
+    // is a user value, not the absence of one.
+    if (data.ObjectEmpty()) return source_ == ValueSource::kUser ? Copy(data, out) : Kept::kNothing;
     out.SetObject();
     const JVal* properties = OrinSchemaStore::PropertiesOf(root_, schema);
     Kept kept = Kept::kNothing;

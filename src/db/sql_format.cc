@@ -11,7 +11,11 @@ namespace {
 
 constexpr const char* kMissingPart = "Statement template needs more parts";
 
-void AppendQuoted(std::string& out, const std::string& part) {
+void AppendPart(std::string& out, const std::string& part, SqlParts kind) {
+  if (kind == SqlParts::kVerbatim) {
+    out += part;
+    return;
+  }
   for (const char c : part) {
     out += c;
     if (c == '\'') out += '\'';
@@ -25,7 +29,8 @@ const std::string& Part(const std::vector<std::string>& parts, std::size_t index
 
 }  // namespace
 
-std::string FormatSql(const char* statementTemplate, const std::vector<std::string>& parts) {
+std::string FormatSql(const char* statementTemplate, const std::vector<std::string>& parts,
+                      SqlParts kind) {
   std::string out;
   out.reserve(std::strlen(statementTemplate) + 64);
   std::size_t next = 0;
@@ -37,7 +42,7 @@ std::string FormatSql(const char* statementTemplate, const std::vector<std::stri
       out += '%';
       ++c;
     } else if (*c == 's') {
-      AppendQuoted(out, Part(parts, next++));
+      AppendPart(out, Part(parts, next++), kind);
       ++c;
     } else {
       char* end = nullptr;
@@ -46,7 +51,7 @@ std::string FormatSql(const char* statementTemplate, const std::vector<std::stri
         out += '%';  // not a conversion this formatter knows: kept as written
         continue;
       }
-      AppendQuoted(out, Part(parts, static_cast<std::size_t>(position - 1)));
+      AppendPart(out, Part(parts, static_cast<std::size_t>(position - 1)), kind);
       c = end + 2;
     }
   }

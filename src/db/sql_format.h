@@ -13,7 +13,12 @@ namespace OrinConfigStore {
 // stored and found as the literal text it is. Parts without quotes come out
 // unchanged. A template asking for a part that is not given raises
 // ConfigStoreException 2000 "Statement template needs more parts".
-std::string FormatSql(const char* statementTemplate, const std::vector<std::string>& parts);
+//
+// kVerbatim puts the parts in as they stand: for parts that are SQL
+// themselves (a column expression), written by the library, never values.
+enum class SqlParts { kQuoted, kVerbatim };
+std::string FormatSql(const char* statementTemplate, const std::vector<std::string>& parts,
+                      SqlParts kind = SqlParts::kQuoted);
 
 }  // namespace OrinConfigStore
 

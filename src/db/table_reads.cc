@@ -73,8 +73,9 @@ RowList GetStoreContentsInternal(const std::string& table, const Connection& con
 RowList GetStoreContentsInternalST(const std::string& expression, const Connection& connection,
                                    bool all) {
   if (!all && expression != kUserValueExpression) all = true;
-  return GetStoreRows(FormatSql(all ? kContentsAllST : kContentsSuccessfulST, {expression}),
-                      connection);
+  return GetStoreRows(
+      FormatSql(all ? kContentsAllST : kContentsSuccessfulST, {expression}, SqlParts::kVerbatim),
+      connection);
 }
 
 RowList GetUserConfigContents(const Connection& connection) {

@@ -9,7 +9,7 @@
 #include "configstore/exceptions.h"
 #include "configstore/json_doc.h"
 #include "configstore/logger.h"
-#include "platform/db_store.h"
+#include "db/key_value.h"
 #include "platform/host_path.h"
 #include "uds_client.h"
 
@@ -18,7 +18,6 @@ namespace OrinConfigStore {
 namespace {
 
 constexpr const char* kSwitchKey = "NOTIFY_WARDEN";
-constexpr const char* kSwitchOn = "true";
 
 constexpr const char* kAllowlistMissing = "Notification allowlist ";
 constexpr const char* kAllowlistMissingEnd = " missing.";
@@ -61,12 +60,7 @@ void SendToAgent(const std::string& objectName) {
 
 }  // namespace
 
-bool IsWardenNotificationEnabled() {
-  const auto connection = DBStore::GetConnection(DBStore::CONFIG);
-  std::string value;
-  return connection && DBStore::ReadKeyValue(kSwitchKey, value, connection) == 0 &&
-         value == kSwitchOn;
-}
+bool IsWardenNotificationEnabled() { return IsSwitchOn(kSwitchKey); }
 
 std::unordered_set<std::string> ReadNotifyAllowlist() {
   const std::string path = HostPath(kNotifyAllowlistFile);

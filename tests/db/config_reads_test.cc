@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "configstore/host.h"
 #include "db/config_reads.h"
 #include "objects/object_helpers.h"
@@ -144,6 +146,12 @@ TEST_F(ConfigReadsTest, RowReaders) {
   ASSERT_EQ(desired.size(), 2u);
   EXPECT_EQ(desired[0]->at("Value"), R"({"mtu":2})");
   EXPECT_EQ(GetStoreContentsInternal("DefaultConfig", connection_, true).size(), 4u);
+  // A column expression is SQL, not a value: its quotes stay as written.
+  const auto filled = GetStoreContentsInternalST("coalesce(DesiredValue, '{}')", connection_, true);
+  std::map<std::string, std::string> valueByName;
+  for (const auto& row : filled) valueByName[row->at("Name")] = row->at("Value");
+  EXPECT_EQ(valueByName,
+            (std::map<std::string, std::string>{{"resolver", "{}"}, {"vnics", R"({"mtu":2})"}}));
 
   // The smart network card's share: only types marked for it; the schema
   // store stays attached afterwards.

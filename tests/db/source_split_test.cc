@@ -47,12 +47,16 @@ TEST(SourceSplit, EachMemberGoesToItsSource) {
             R"({"name":"vmk1","stats":{"rx":1},"list":[{"id":"p","c":2}]})");
 }
 
-TEST(SourceSplit, IdsAloneAreUserDataAndEmptyArraysUserValues) {
+TEST(SourceSplit, IdsAloneAreUserDataAndEmptyContainersUserValues) {
   EXPECT_EQ(Part(R"({"name": "vmk1", "mtu": 1})", kSchema, ValueSource::kVital), "none");
   EXPECT_EQ(Part(R"({"name": "vmk1", "tags": []})", kSchema, ValueSource::kUser),
             R"({"name":"vmk1","tags":[]})");
   EXPECT_EQ(Part(R"({"name": "vmk1", "tags": []})", kSchema, ValueSource::kCached), "none");
-  EXPECT_EQ(Part("{}", kSchema, ValueSource::kUser), "none");
+  EXPECT_EQ(Part(R"({"name": "vmk1", "nested": {}})", kSchema, ValueSource::kUser),
+            R"({"name":"vmk1","nested":{}})");
+  EXPECT_EQ(Part(R"({"nested": {}})", kSchema, ValueSource::kVital), "none");
+  EXPECT_EQ(Part("{}", kSchema, ValueSource::kUser), "{}");
+  EXPECT_EQ(Part("{}", kSchema, ValueSource::kCached), "none");
   // An instance with nothing but its id still exists: it is user data.
   EXPECT_EQ(Part(R"({"name": "vmk1", "list": [{"id": "p"}]})", kSchema, ValueSource::kUser),
             R"({"name":"vmk1","list":[{"id":"p"}]})");

@@ -348,5 +348,60 @@ TEST_F(DBStoreTest, WriterWaitsForAnotherProcessToCommit) {
   close(toParent[0]);
 }
 
+// The daemon pattern: a process uses the layer, forks and exits. Its child
+// must hold real file locks of its own, or the last other process to close
+// the database checkpoints and removes the journal that the child's later
+// commits go to.
+void RunOrphanedWriter(int toTest, int go, pid_t parent) {
+  auto held = GetConnection(CONFIG);  // inherited, still held by the child
+  while (getppid() == parent) usleep(1000);
+  const bool written = WriteKeyValue("inherited", "1", held) == 0 &&
+                       WriteKeyValue("own", "2", GetConnection(CONFIG)) == 0;
+  if (write(toTest, written ? "a" : "x", 1) != 1) _exit(2);
+  char signal = 0;
+  if (read(go, &signal, 1) != 1) _exit(2);
+  // The pooled connection of the write before, still open.
+  _exit(WriteKeyValue("later", "3", GetConnection(CONFIG)) == 0 ? 0 : 3);
+}
+
+TEST(DBStoreFork, ChildOutlivingItsParentKeepsItsCommits) {
+  cstest::TempRoot root;
+  int toTest[2], go[2];
+  ASSERT_EQ(pipe(toTest), 0);
+  ASSERT_EQ(pipe(go), 0);
+  const pid_t parent = fork();
+  ASSERT_GE(parent, 0);
+  if (parent == 0) {
+    close(toTest[0]);
+    close(go[1]);
+    if (CreateDatabase(CONFIG) != 0) _exit(2);
+    auto held = GetConnection(CONFIG);
+    if (ExecuteV2(held, kTables, nullptr, nullptr, kTimeout) != 0) _exit(2);
+    if (WriteKeyValue("parent", "0", GetConnection(CONFIG)) != 0) _exit(2);
+    const pid_t self = getpid();
+    if (fork() == 0) RunOrphanedWriter(toTest[1], go[0], self);
+    _exit(0);
+  }
+  close(toTest[1]);
+  close(go[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(parent, &status, 0), parent);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+
+  char signal = 0;
+  ASSERT_EQ(read(toTest[0], &signal, 1), 1);
+  EXPECT_EQ(signal, 'a');
+  // Another process opens and closes the database while the child lives.
+  SqliteDb::Open(OrinConfigStore::HostPath(kConfigDatabaseFile), SqliteDb::Mode::kReadWrite,
+                 nullptr)
+      ->Exec("SELECT count(*) FROM KVTable;", nullptr);
+  ASSERT_EQ(write(go[1], "g", 1), 1);
+  EXPECT_EQ(read(toTest[0], &signal, 1), 0);  // the child has exited
+  EXPECT_EQ(ReadOutside("SELECT group_concat(Key) FROM (SELECT Key FROM KVTable ORDER BY Key);"),
+            "inherited,later,own,parent");
+  close(go[1]);
+  close(toTest[0]);
+}
+
 }  // namespace
 }  // namespace DBStore

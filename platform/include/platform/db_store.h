@@ -34,9 +34,13 @@ class StoreConnection;
 // A connection goes back to the pool when its last holder lets go, and is
 // never handed out while another holder has it. A connection released
 // inside a transaction is rolled back and closed, not pooled; so is one
-// that still has a database attached. In a child process after fork(), the
-// parent's connections are never handed out or closed: the child opens its
-// own.
+// that still has a database attached.
+//
+// In a child process after fork(), the first use of the layer closes every
+// connection inherited from the parent (which leaves the parent's locks
+// alone), before the child opens its own: SQLite would otherwise count the
+// parent's file locks as the child's. A connection the child still holds
+// is opened afresh on its next use, with no transaction open.
 // Thread-safe; a connection itself is used by one thread at a time.
 std::shared_ptr<StoreConnection> GetConnection(Type type);
 
