@@ -10,6 +10,7 @@
 #include "configstore/exceptions.h"
 #include "configstore/export.h"
 #include "configstore/filter_spec_object.h"
+#include "configstore/json_doc.h"
 #include "configstore/object_id.h"
 
 namespace OrinConfigStore {
@@ -84,6 +85,29 @@ class CONFIGSTORE_API ConfigStore {
   // The object's problems against its schema; nothing is written.
   virtual std::vector<ErrorInfo> Validate(std::shared_ptr<ConfigStoreObject> object) = 0;
   virtual ~ConfigStore();
+
+  // Bulk transfer of whole types, as one export document:
+  //   {"<component>": {"<group>": {"<key>": <data> | [<instance data>, ...]}}}
+  // a singleton type's object as an object, a non-singleton type's instances
+  // as an array, each instance carrying its instance-id member.
+  //
+  // Export reads the objects the filters name (a filter's identifier and
+  // data select as for GetInstances; a type named twice appears once) in one
+  // transaction, ordered by component, group, key and instance id; with no
+  // filters, every type of the schema store. Types with nothing stored are
+  // left out. A type without a schema raises its identifier check's error; a
+  // failed read ConfigStoreException 1056 "Export operation failed".
+  virtual std::shared_ptr<JsonDoc> Export(
+      const std::vector<std::shared_ptr<FilterSpecObject>>& filters) = 0;
+  // Import writes an export document: each singleton as Set would, each
+  // non-singleton's array replacing the type's instances as SetInstances
+  // would (an empty array removes them all), all in one transaction, and
+  // announces each type after the commit. The document is validated whole
+  // first: every problem (an unknown type included) is reported at once in
+  // ValidationException 1055 "Import operation failed", and nothing is
+  // written.
+  virtual void Import(const std::shared_ptr<JsonDoc>& document,
+                      const USERDATA_CONTEXT& context) = 0;
 };
 
 // Groups a caller's store operations into one transaction: begun on

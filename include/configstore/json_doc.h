@@ -64,6 +64,9 @@ CONFIGSTORE_API std::shared_ptr<JsonDoc> CreateDocumentFromFile(const std::strin
 // object and array nested in it. A null pointer is ignored.
 CONFIGSTORE_API void ClearGeneratedInstanceId(JVal* value);
 
+// `value` as compact JSON text.
+CONFIGSTORE_API std::string SerializeJson(const JVal& value);
+
 // True when stat() of the path succeeds (directories included).
 CONFIGSTORE_API bool FileExists(const std::string& path);
 

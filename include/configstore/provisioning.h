@@ -6,9 +6,11 @@
 // root (see host.h); nothing else in the library does.
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
 #include "configstore/export.h"
+#include "configstore/json_doc.h"
 
 namespace OrinConfigStore {
 
@@ -44,6 +46,12 @@ CONFIGSTORE_API std::size_t LoadSchemaFile(const std::string& path);
 
 // As LoadSchemaFile, from JSON text; errors name the source as "JSON text".
 CONFIGSTORE_API std::size_t LoadSchemaDefinition(const std::string& jsonText);
+
+// The stored types, ordered by component, group and key, as a JSON array of
+//   {"component": "...", "group": "...", "key": "...", "version": "...",
+//    "nonSingleton": bool, "bootExempt": bool, "schema": {...}}
+// Empty when there is no schema store.
+CONFIGSTORE_API std::shared_ptr<OrinConfigStore::JsonDoc> DescribeSchemas();
 
 }  // namespace OrinSchemaStore
 

@@ -60,4 +60,10 @@ std::shared_ptr<JsonDoc> CreateDocumentFromText(const char* text, std::size_t le
   return document;
 }
 
+std::string SerializeJson(const JVal& value) {
+  std::string text;
+  ConfigStoreDocument::SerializeValue(value, text);
+  return text;
+}
+
 }  // namespace OrinConfigStore

@@ -55,13 +55,18 @@ class ConfigStoreImpl : public ConfigStore {
   int CommitTransaction() override;
   int CancelTransaction() override;
   std::vector<ErrorInfo> Validate(std::shared_ptr<ConfigStoreObject> object) override;
+  std::shared_ptr<JsonDoc> Export(
+      const std::vector<std::shared_ptr<FilterSpecObject>>& filters) override;
+  void Import(const std::shared_ptr<JsonDoc>& document, const USERDATA_CONTEXT& context) override;
 
  private:
   using Validator = void (*)(SchemaPtr, std::shared_ptr<ConfigStoreObject>);
   using ClearSource = void (*)(const ConfigStoreObjectId&, const Connection&);
   using WriteSource = void (*)(const ObjectList&, const Connection&, const std::string&);
 
-  void RunInTransaction(const char* operation, const ConfigStoreObjectId& changed,
+  // Runs `work` in a transaction of its own, then commits and announces each
+  // changed type.
+  void RunInTransaction(const char* operation, const std::vector<ConfigStoreObjectId>& changed,
                         const std::function<void()>& work);
   SchemaPtr CheckedListSchema(const ObjectList& objects, const char* operation);
   void SetDataInstancesInternal(const ObjectList& objects, const SchemaPtr& schema,

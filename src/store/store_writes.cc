@@ -63,7 +63,8 @@ std::shared_ptr<ConfigStoreObject> Copy(const std::shared_ptr<ConfigStoreObject>
 // failure before the commit cancels this level only; the library's own
 // exceptions pass unchanged, others become "Operation failed: <cause>". A
 // failure after the commit (the notification) leaves the data committed.
-void ConfigStoreImpl::RunInTransaction(const char* operation, const ConfigStoreObjectId& changed,
+void ConfigStoreImpl::RunInTransaction(const char* operation,
+                                       const std::vector<ConfigStoreObjectId>& changed,
                                        const std::function<void()>& work) {
   if (BeginTransaction() != 0) throw ConfigStoreException(kBeginFailed + std::string(operation));
   bool committed = false;
@@ -71,7 +72,7 @@ void ConfigStoreImpl::RunInTransaction(const char* operation, const ConfigStoreO
     work();
     CommitTransaction();
     committed = true;
-    NotifyIfAllowlisted(changed);
+    for (const ConfigStoreObjectId& id : changed) NotifyIfAllowlisted(id);
   } catch (const ConfigStoreException&) {
     if (!committed) DBStore::CancelTransaction(connection_);
     throw;
@@ -143,7 +144,7 @@ void ConfigStoreImpl::Update(std::shared_ptr<ConfigStoreObject> object,
                                        : userType          ? UPDATE_USER_DROP_DESIRED
                                                            : UPDATE_USER_KEEP_SUCCESS;
   const JVal* instanceKeys = &schema->GetInstanceKeyMap();
-  RunInTransaction("Update", id, [&] {
+  RunInTransaction("Update", {id}, [&] {
     const auto stored = GetInternal(id, connection_, schema);
     if (!stored) {
       ValidateSet(schema, object);
@@ -184,7 +185,7 @@ void ConfigStoreImpl::DeleteInstances(const std::shared_ptr<FilterSpecObject>& f
     }
     return;
   }
-  RunInTransaction("DeleteInstances", id, [&] {
+  RunInTransaction("DeleteInstances", {id}, [&] {
     for (const auto& match : GetConfigInstancesInternal(filter, connection_, schema)) {
       DeleteInternal(match->GetConfigStoreObjectId(), connection_);
     }
@@ -206,7 +207,7 @@ void ConfigStoreImpl::SetInstances(std::vector<std::shared_ptr<ConfigStoreObject
     CheckObjectUserContext(object, schema, context);
   }
   RequireOneType(objects);
-  RunInTransaction("SetInstances", first, [&] {
+  RunInTransaction("SetInstances", {first}, [&] {
     DeleteInstancesInternal(first, connection_);
     SetInstancesInternal(objects, schema, context, connection_);
   });
@@ -224,7 +225,7 @@ void ConfigStoreImpl::SetDataInstancesInternal(const ObjectList& objects, const 
   }
   RequireOneType(objects);
   const ConfigStoreObjectId& first = objects.front()->GetConfigStoreObjectId();
-  RunInTransaction("SetDataInstancesInternal", first, [&] {
+  RunInTransaction("SetDataInstancesInternal", {first}, [&] {
     clear(first, connection_);
     write(objects, connection_, schema->GetVersion());
   });

@@ -203,6 +203,26 @@ TEST(PublicApi, DesiredStateKernelOptionsAndCommands) {
   EXPECT_FALSE(ExecCommand(fail));
 }
 
+TEST(PublicApi, DescribeTypesAndMoveThemBetweenHosts) {
+  std::string exported;
+  {
+    SampleRoot source;
+    const auto types = OrinSchemaStore::DescribeSchemas();
+    ASSERT_TRUE(types->GetDocument().IsArray());
+    EXPECT_EQ(std::string(types->GetDocument()[0]["key"].GetString()), "resolver");
+    auto store = ConfigStore::GetStore("");
+    store->SetUserData(
+        CreateObject(ConfigStoreObjectId("resolver", "dns", "net"), R"({"domain":"a.example"})"),
+        EXTERNAL);
+    exported = SerializeJson(store->Export({})->GetDocument());
+  }
+  SampleRoot target;
+  auto store = ConfigStore::GetStore("");
+  store->Import(CreateDocumentFromString(exported), EXTERNAL);
+  EXPECT_EQ(store->Get(ConfigStoreObjectId("resolver", "dns", "net"))->GetData(),
+            R"({"domain":"a.example"})");
+}
+
 TEST(PublicApi, WalkADriftObject) {
   const auto drift = CreateDriftObject(
       ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1"),
