@@ -141,7 +141,9 @@ CONFIGSTORE_API void SetKeyValue(const std::string& key, const std::string& valu
 CONFIGSTORE_API std::string GetKeyValue(const std::string& key);
 
 // Whether the host is booting: the key "IS_BOOT" holds "true". Read afresh
-// on every call; a missing database or key means not booting.
+// on every call; a missing database or key means not booting. A database
+// that cannot be read raises ConfigStoreException 2000 "Failed to read value
+// from database.": boot-time protection fails closed.
 CONFIGSTORE_API bool IsBoot();
 
 }  // namespace OrinConfigStore

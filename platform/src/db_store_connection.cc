@@ -27,6 +27,9 @@ constexpr const char* kNoWal = "cannot switch to WAL: ";
 constexpr const char* kLogCannotOpen = "DBStore: cannot open %s: %s";
 constexpr const char* kLogCannotCreate = "DBStore: cannot create %s: %s";
 constexpr const char* kLogUnknownType = "DBStore: no database of type %d";
+constexpr const char* kLogForkedInTransaction =
+    "DBStore: %s: this process was forked while a transaction was open; it cannot use the "
+    "database";
 constexpr const char* kLogReleasedInTransaction =
     "DBStore: a connection on %s was released inside a transaction; rolled back";
 
@@ -82,6 +85,13 @@ StoreConnection::StoreConnection(std::unique_ptr<SqliteDb> db, std::string path,
 
 StoreConnection::~StoreConnection() {
   pool::Unregister(this);
+  if (abandoned_) {
+    // Deliberately leaked: finalising or closing would touch the parent's
+    // transaction.
+    static_cast<void>(new StatementCache(std::move(statements_)));
+    static_cast<void>(db_.release());
+    return;
+  }
   statements_.Clear();
 }
 
@@ -94,7 +104,10 @@ std::unique_ptr<StoreConnection> StoreConnection::Open(const std::string& path,
 
 bool StoreConnection::Revive() {
   if (owner_ == OrinConfigStore::CurrentProcessId()) return true;
-  pool::ReleaseInherited();
+  if (pool::ReleaseInherited()) {
+    CSLogger::Log(0, kLogForkedInTransaction, path_.c_str());
+    return false;
+  }
   FileId file;
   if (!Identify(path_, &file)) return false;
   auto db = OpenConfigured(path_);
@@ -107,9 +120,13 @@ bool StoreConnection::Revive() {
 }
 
 void StoreConnection::DropInherited() {
-  if (owner_ == OrinConfigStore::CurrentProcessId() || db_ == nullptr) return;
+  if (owner_ == OrinConfigStore::CurrentProcessId() || db_ == nullptr || abandoned_) return;
   statements_.Clear();
   db_.reset();
+}
+
+bool StoreConnection::InTransaction() const {
+  return depth > 0 || (db_ != nullptr && EngineInTransaction());
 }
 
 bool StoreConnection::ResetForReuse() {
@@ -140,6 +157,10 @@ std::shared_ptr<StoreConnection> GetConnection(Type type) {
   const std::string path = OrinConfigStore::HostPath(kConfigDatabaseFile);
   FileId file;
   if (!Identify(path, &file)) return nullptr;
+  if (pool::ReleaseInherited()) {
+    CSLogger::Log(0, kLogForkedInTransaction, path.c_str());
+    return nullptr;
+  }
   auto connection = pool::Take(path, file);
   if (connection == nullptr) connection = StoreConnection::Open(path, file);
   if (connection == nullptr) return nullptr;

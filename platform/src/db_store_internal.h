@@ -122,6 +122,13 @@ class StoreConnection {
   // Closes the connection's SQLite handle when the connection was inherited
   // from another process; a later Revive() opens a new one.
   void DropInherited();
+  // Whether a transaction is open on the connection, as far as this process
+  // can tell (in a child of fork(): whether the parent had one open).
+  bool InTransaction() const;
+  // Gives the SQLite handle and its statements up without closing them: in
+  // a child of fork(), closing a connection inside a transaction would roll
+  // it back through the journal index that the parent still uses.
+  void Abandon() { abandoned_ = true; }
 
   sqlite3* Handle() const { return db_->Handle(); }
   const std::string& Path() const { return path_; }
@@ -150,6 +157,7 @@ class StoreConnection {
   std::string path_;
   FileId file_;
   pid_t owner_;
+  bool abandoned_ = false;
   // Declared after db_ so that the statements are finalised before it closes.
   StatementCache statements_;
 };
@@ -190,7 +198,11 @@ void Register(StoreConnection* connection);
 void Unregister(StoreConnection* connection);
 // In a child process after fork(), closes every connection inherited from
 // the parent before the child opens one of its own; does nothing otherwise.
-void ReleaseInherited();
+// When the parent had a transaction open, nothing inherited can be closed
+// safely: every inherited connection is abandoned instead, and the process
+// (and its own children) can use no connection at all. True when that is
+// the case.
+bool ReleaseInherited();
 }  // namespace pool
 
 }  // namespace DBStore

@@ -25,6 +25,9 @@ struct Pool {
   pid_t owner = OrinConfigStore::CurrentProcessId();
   std::deque<std::unique_ptr<StoreConnection>> idle;  // oldest first
   std::unordered_set<StoreConnection*> open;          // idle or held
+  // Set in a child forked while a transaction was open; inherited by its
+  // own children.
+  bool forkedInTransaction = false;
 };
 
 // Never destroyed: a connection may come back while the process exits,
@@ -42,14 +45,34 @@ Pool& Idle() {
 // commits. So the child closes every inherited connection before it opens
 // one: idle ones for good, held ones until their holder next uses them.
 // Closing in the child releases only the child's locks, of which it has
-// none; the parent's stay. Called with the lock held; the idle connections
-// move to `closing`, to be destroyed once the lock is released.
+// none; the parent's stay.
+//
+// A connection inside a transaction cannot be closed so: the rollback
+// would rewrite the journal index in memory the parent shares. If the
+// parent had one open, every inherited connection is abandoned (its handle
+// kept, never used) and, since SQLite's record of the file stays wrong
+// while any is, the process opens no connection at all.
+//
+// Called with the lock held; the idle connections move to `closing`, to be
+// destroyed once the lock is released.
 void AdoptProcess(Pool& pool, std::vector<std::unique_ptr<StoreConnection>>& closing) {
-  if (pool.owner == OrinConfigStore::CurrentProcessId()) return;
+  const pid_t self = OrinConfigStore::CurrentProcessId();
+  if (pool.owner == self) return;
+  pool.owner = self;
   for (auto& connection : pool.idle) closing.push_back(std::move(connection));
   pool.idle.clear();
-  for (StoreConnection* connection : pool.open) connection->DropInherited();
-  pool.owner = OrinConfigStore::CurrentProcessId();
+  for (StoreConnection* connection : pool.open) {
+    if (connection->Owner() != self && connection->InTransaction()) {
+      pool.forkedInTransaction = true;
+    }
+  }
+  for (StoreConnection* connection : pool.open) {
+    if (pool.forkedInTransaction) {
+      connection->Abandon();
+    } else {
+      connection->DropInherited();
+    }
+  }
 }
 
 }  // namespace
@@ -98,11 +121,12 @@ void Unregister(StoreConnection* connection) {
   pool.open.erase(connection);
 }
 
-void ReleaseInherited() {
+bool ReleaseInherited() {
   std::vector<std::unique_ptr<StoreConnection>> closing;  // closed once the lock is released
   Pool& pool = Idle();
   const std::lock_guard<std::mutex> lock(pool.mutex);
   AdoptProcess(pool, closing);
+  return pool.forkedInTransaction;
 }
 
 }  // namespace pool

@@ -1,4 +1,5 @@
 #include "platform/schema_database.h"
+#include "platform/schema_store.h"
 
 #include <filesystem>
 
@@ -46,6 +47,7 @@ constexpr const char* kLogSqliteError = "schema store: %s: %s";
 constexpr const char* kLogUnreadableRow = "schema store: the schema of %s/%s/%s is not valid JSON";
 
 std::unique_ptr<SqliteDb> OpenForWriting() {
+  ReleaseInheritedSchemaReader();
   std::string error;
   auto db = SqliteDb::Open(SchemaStorePath(), SqliteDb::Mode::kReadWrite, &error);
   if (!db) {

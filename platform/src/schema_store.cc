@@ -91,6 +91,14 @@ class TypeCache {
     return type;
   }
 
+  // In a child of fork(), closes the reader inherited from the parent, so
+  // that a connection the child opens for writing takes file locks of its
+  // own (SQLite would count the inherited reader's as the child's).
+  void ForgetInherited() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (reader_ && owner_ != OrinConfigStore::CurrentProcessId()) Reset();
+  }
+
   std::vector<SchemaName> Names() {
     std::lock_guard<std::mutex> lock(mutex_);
     return Refresh() ? reader_->Names() : std::vector<SchemaName>();
@@ -167,6 +175,8 @@ std::shared_ptr<SchemaObject> SchemaObjectCache::Get(const std::string& componen
   memo_.emplace(std::move(name), type);
   return type;
 }
+
+void ReleaseInheritedSchemaReader() { TypeCache::Instance().ForgetInherited(); }
 
 std::shared_ptr<SchemaStore> SchemaStore::GetStore() {
   static const auto store = std::make_shared<SchemaStore>();

@@ -1,10 +1,25 @@
 #include "platform/socket_calls.h"
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace OrinConfigStore {
 
-SocketCalls SystemSocketCalls() { return SocketCalls{::socket, ::connect, ::write, ::close}; }
+namespace {
+
+// write(2) on a socket whose peer has gone raises SIGPIPE, whose default
+// action ends the process: a library must never kill the service that
+// calls it because the agent restarted. send(2) with MSG_NOSIGNAL is the
+// same single write, with EPIPE reported instead.
+ssize_t WriteWithoutSignal(int fd, const void* buffer, std::size_t count) {
+  return ::send(fd, buffer, count, MSG_NOSIGNAL);
+}
+
+}  // namespace
+
+SocketCalls SystemSocketCalls() {
+  return SocketCalls{::socket, ::connect, WriteWithoutSignal, ::close};
+}
 
 SocketCalls& HostSocketCalls() {
   static SocketCalls calls = SystemSocketCalls();

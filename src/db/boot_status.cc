@@ -1,9 +1,12 @@
 #include "boot_status.h"
 
+#include "key_value.h"
+
 #include <string>
 
 #include "config_reads.h"
 #include "configstore/logger.h"
+#include "key_value.h"
 #include "objects/config_store_object_impl.h"
 #include "objects/config_store_object_internal.h"
 #include "objects/filter_match.h"
@@ -49,7 +52,6 @@ constexpr const char* kReadDesiredInstances =
     "Component='%s' and Value is not null;";
 
 constexpr const char* kMarkFailed = "SetBootStatus: Failed to mark success status for given csoId.";
-constexpr const char* kReadKeyFailed = "Failed to read value from database.";
 constexpr const char* kCopyFailed = "Failed to copy user config to desired config for: ";
 constexpr const char* kDesiredEmpty = "desired config is empty";
 constexpr const char* kNotPartOfDesired =
@@ -91,7 +93,7 @@ const JVal& Data(const std::shared_ptr<ConfigStoreObject>& object) {
 bool IsBootModeDesiredUserConfig(const Connection& connection) {
   std::string value;
   if (DBStore::ReadKeyValue(kBootModeKey, value, connection) != 0) {
-    throw ConfigStoreException(kReadKeyFailed);
+    throw ConfigStoreException(kReadValueFailed);
   }
   return !value.empty() && std::stoi(value) == 1;
 }

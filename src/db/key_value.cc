@@ -40,13 +40,19 @@ std::string GetKeyValue(const std::string& key) {
   return value;
 }
 
-bool IsSwitchOn(const std::string& key) {
-  if (!FileExists(HostPath(DBStore::kConfigDatabaseFile))) return false;
+bool ReadSwitch(const std::string& key, std::string& value) {
+  value.clear();
+  if (!FileExists(HostPath(DBStore::kConfigDatabaseFile))) return true;
   const auto connection = DBStore::GetConnection(DBStore::CONFIG);
-  std::string value;
-  return connection && DBStore::ReadKeyValue(key, value, connection) == 0 && value == kSwitchOn;
+  return connection && DBStore::ReadKeyValue(key, value, connection) == 0;
 }
 
-bool IsBoot() { return IsSwitchOn(kBootKey); }
+// A flag that cannot be read fails closed: treating it as "not booting"
+// would let user writes through that the boot is meant to hold back.
+bool IsBoot() {
+  std::string value;
+  if (!ReadSwitch(kBootKey, value)) throw ConfigStoreException(kReadValueFailed);
+  return value == kSwitchOn;
+}
 
 }  // namespace OrinConfigStore

@@ -5,11 +5,14 @@
 
 namespace OrinConfigStore {
 
-// Whether the key-value entry `key` holds exactly "true" (case-sensitive).
-// An absent entry, a read that fails and a host without a configuration
-// database all read as false; the last without a log line, since a host
-// that has no database yet is simply not in the state the switch names.
-bool IsSwitchOn(const std::string& key);
+// The message of a boot flag that cannot be read.
+constexpr const char* kReadValueFailed = "Failed to read value from database.";
+
+// Reads the key-value entry `key` on a connection of its own into `value`
+// ("" when the entry is absent). A host without a configuration database
+// has no switches: `value` is "" and the read counts as done, without a log
+// line. False when the database exists but cannot be read.
+bool ReadSwitch(const std::string& key, std::string& value);
 
 }  // namespace OrinConfigStore
 

@@ -18,6 +18,7 @@ namespace OrinConfigStore {
 namespace {
 
 constexpr const char* kSwitchKey = "NOTIFY_WARDEN";
+constexpr const char* kSwitchOn = "true";
 
 constexpr const char* kAllowlistMissing = "Notification allowlist ";
 constexpr const char* kAllowlistMissingEnd = " missing.";
@@ -60,7 +61,11 @@ void SendToAgent(const std::string& objectName) {
 
 }  // namespace
 
-bool IsWardenNotificationEnabled() { return IsSwitchOn(kSwitchKey); }
+// Notification never fails a write: a switch that cannot be read is off.
+bool IsWardenNotificationEnabled() {
+  std::string value;
+  return ReadSwitch(kSwitchKey, value) && value == kSwitchOn;
+}
 
 std::unordered_set<std::string> ReadNotifyAllowlist() {
   const std::string path = HostPath(kNotifyAllowlistFile);

@@ -142,6 +142,9 @@ TEST(KeyValue, RoundTripAndBootFlag) {
                   SetKeyValue("k", "v"));
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Failed to read KV table for key: k",
                   GetKeyValue("k"));
+  // A boot flag that cannot be read holds user writes back rather than
+  // letting them through.
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Failed to read value from database.", IsBoot());
 }
 
 TEST(SqlFormat, PartsAreQuotedSafely) {

@@ -95,7 +95,8 @@ class UdsClientTest : public ::testing::Test {
  protected:
   UdsClientTest() { recorded = Recorded(); }
 
-  ScopedSocketCalls calls_{SocketCalls{CountingSocket, AcceptingConnect, ::write, CountingClose}};
+  ScopedSocketCalls calls_{
+      SocketCalls{CountingSocket, AcceptingConnect, SystemSocketCalls().write, CountingClose}};
 };
 
 TEST_F(UdsClientTest, EndpointOf107CharactersIsAPlainPathAddress) {
@@ -161,6 +162,24 @@ TEST_F(UdsClientTest, FailedAndShortWritesEndTheRequest) {
   HostSocketCalls().write = HalfWrite;
   EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }),
             "Partial write: 5B written, expected 10B.");
+}
+
+// A peer that hung up must cost the writer an error, not its life: the
+// default action of SIGPIPE would end the test process here.
+int HungUpPeer(int, int, int) {
+  int ends[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return -1;
+  ::close(ends[1]);
+  return ends[0];
+}
+
+TEST_F(UdsClientTest, APeerThatHungUpIsAnErrorNotASignal) {
+  HostSocketCalls() = SystemSocketCalls();
+  HostSocketCalls().socket = HungUpPeer;
+  HostSocketCalls().connect = AcceptingConnect;
+  UdsClient client("agent");
+  client.Connect();
+  EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }), "Failed to send data: Broken pipe");
 }
 
 TEST_F(UdsClientTest, FailedCloseIsLoggedAndTheSocketForgotten) {

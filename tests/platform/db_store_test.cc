@@ -403,5 +403,33 @@ TEST(DBStoreFork, ChildOutlivingItsParentKeepsItsCommits) {
   close(toTest[0]);
 }
 
+// A child forked in the middle of the parent's transaction must leave it
+// alone: rolling it back in the child would rewrite the journal index the
+// parent still works from. The child gets no connection instead.
+TEST_F(DBStoreTest, AChildForkedInATransactionCannotDisturbIt) {
+  auto connection = GetConnection(CONFIG);
+  ASSERT_EQ(BeginTransaction(connection), 0);
+  const std::string large(3000, 'x');  // enough rows to spill past SQLite's page cache
+  for (int i = 0; i < 1000; ++i) ASSERT_EQ(Insert(connection, std::to_string(i), large), 0);
+
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    const bool refused = GetConnection(CONFIG) == nullptr &&
+                         WriteKeyValue("child", "1", connection) == 1 &&
+                         CancelTransaction(connection) != 0;
+    connection.reset();
+    _exit(refused ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+
+  ASSERT_EQ(Insert(connection, "after", "y"), 0);
+  ASSERT_EQ(CommitTransaction(connection), 0);
+  EXPECT_EQ(Query(connection, "PRAGMA integrity_check;"), "integrity_check\nok");
+  EXPECT_EQ(Query(connection, "SELECT count(*) FROM Items;"), "count(*)\n1001");
+}
+
 }  // namespace
 }  // namespace DBStore

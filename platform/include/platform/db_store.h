@@ -40,7 +40,13 @@ class StoreConnection;
 // connection inherited from the parent (which leaves the parent's locks
 // alone), before the child opens its own: SQLite would otherwise count the
 // parent's file locks as the child's. A connection the child still holds
-// is opened afresh on its next use, with no transaction open.
+// is opened afresh on its next use, with no transaction open. When the
+// parent had a transaction open at the fork, the child leaves every
+// inherited connection untouched (closing one would roll the parent's
+// transaction back in memory the two share) and gets no connection at all,
+// nor do its own children. As with any library after fork() in a process
+// with several threads, the child may use the layer only when no other
+// thread was inside it (or inside SQLite) at the moment of the fork.
 // Thread-safe; a connection itself is used by one thread at a time.
 std::shared_ptr<StoreConnection> GetConnection(Type type);
 

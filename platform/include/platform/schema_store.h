@@ -46,6 +46,10 @@ class SchemaStore {
   std::vector<std::shared_ptr<SchemaObject>> GetSchemaObjects() const;
 };
 
+// In a child of fork(), closes the schema store connection inherited from
+// the parent; the writers call it before they open their own.
+void ReleaseInheritedSchemaReader();
+
 }  // namespace OrinSchemaStore
 
 #endif  // PLATFORM_SCHEMA_STORE_H_

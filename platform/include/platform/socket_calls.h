@@ -13,7 +13,7 @@
 namespace OrinConfigStore {
 
 // Each member has the signature and the errno behaviour of the system call
-// of the same name.
+// of the same name; the real `write` never raises SIGPIPE.
 struct SocketCalls {
   int (*socket)(int domain, int type, int protocol);
   int (*connect)(int fd, const sockaddr* address, socklen_t length);
