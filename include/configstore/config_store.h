@@ -9,7 +9,7 @@
 #include "configstore/config_store_object.h"
 #include "configstore/exceptions.h"
 #include "configstore/export.h"
-#include "configstore/filter_spec_object.h"
+#include "configstore/filter_object.h"
 #include "configstore/json_doc.h"
 #include "configstore/object_id.h"
 

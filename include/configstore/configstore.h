@@ -11,7 +11,7 @@
 #include "configstore/exceptions.h"
 #include "configstore/exec.h"
 #include "configstore/export.h"
-#include "configstore/filter_spec_object.h"
+#include "configstore/filter_object.h"
 #include "configstore/host.h"
 #include "configstore/json.h"
 #include "configstore/json_doc.h"

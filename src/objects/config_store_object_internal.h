@@ -5,8 +5,8 @@
 
 #include "config_store_object_impl.h"
 #include "configstore/config_store_object.h"
-#include "configstore/filter_spec_object.h"
-#include "filter_spec_object_impl.h"
+#include "configstore/filter_object.h"
+#include "filter_object_impl.h"
 
 namespace OrinConfigStore {
 

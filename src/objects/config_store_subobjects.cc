@@ -6,7 +6,7 @@
 #include "config_store_object_impl.h"
 #include "config_store_object_internal.h"
 #include "configstore/exceptions.h"
-#include "configstore/filter_spec_object.h"
+#include "configstore/filter_object.h"
 #include "configstore/logger.h"
 #include "json_lookup.h"
 #include "platform/config_store_document.h"

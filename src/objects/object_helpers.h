@@ -5,7 +5,7 @@
 #include <string>
 
 #include "configstore/config_store_object.h"
-#include "configstore/filter_spec_object.h"
+#include "configstore/filter_object.h"
 #include "configstore/json.h"
 #include "configstore/json_doc.h"
 

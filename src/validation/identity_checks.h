@@ -15,7 +15,7 @@
 
 #include "configstore/config_store.h"
 #include "configstore/config_store_object.h"
-#include "configstore/filter_spec_object.h"
+#include "configstore/filter_object.h"
 #include "configstore/object_id.h"
 
 namespace OrinSchemaStore {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "configstore/filter_spec_object.h"
+#include "configstore/filter_object.h"
 #include "objects/filter_match.h"
 #include "test_support.h"
 

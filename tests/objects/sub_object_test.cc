@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "configstore/config_store_object.h"
-#include "configstore/filter_spec_object.h"
+#include "configstore/filter_object.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {

@@ -1,5 +1,5 @@
-#ifndef CONFIGSTORE_FILTER_SPEC_OBJECT_H_
-#define CONFIGSTORE_FILTER_SPEC_OBJECT_H_
+#ifndef CONFIGSTORE_FILTER_OBJECT_H_
+#define CONFIGSTORE_FILTER_OBJECT_H_
 
 #include <memory>
 #include <vector>
@@ -48,4 +48,4 @@ CONFIGSTORE_API std::vector<std::shared_ptr<ConfigStoreObject>> FilterConfigStor
 
 }  // namespace OrinConfigStore
 
-#endif  // CONFIGSTORE_FILTER_SPEC_OBJECT_H_
+#endif  // CONFIGSTORE_FILTER_OBJECT_H_

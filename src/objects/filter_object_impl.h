@@ -1,9 +1,9 @@
-#ifndef SRC_OBJECTS_FILTER_SPEC_OBJECT_IMPL_H_
-#define SRC_OBJECTS_FILTER_SPEC_OBJECT_IMPL_H_
+#ifndef SRC_OBJECTS_FILTER_OBJECT_IMPL_H_
+#define SRC_OBJECTS_FILTER_OBJECT_IMPL_H_
 
 #include <memory>
 
-#include "configstore/filter_spec_object.h"
+#include "configstore/filter_object.h"
 #include "store_object_impl.h"
 
 namespace OrinConfigStore {
@@ -24,4 +24,4 @@ class FilterSpecObjectImpl : public StoreObjectImpl {
 
 }  // namespace OrinConfigStore
 
-#endif  // SRC_OBJECTS_FILTER_SPEC_OBJECT_IMPL_H_
+#endif  // SRC_OBJECTS_FILTER_OBJECT_IMPL_H_

@@ -1,4 +1,4 @@
-#include "configstore/filter_spec_object.h"
+#include "configstore/filter_object.h"
 
 #include <utility>
 
@@ -6,7 +6,7 @@
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
 #include "filter_match.h"
-#include "filter_spec_object_impl.h"
+#include "filter_object_impl.h"
 #include "platform/config_store_document.h"
 
 namespace OrinConfigStore {
