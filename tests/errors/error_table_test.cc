@@ -19,13 +19,8 @@ TEST(ErrorTable, SharedValuesKeepTheFirstRegisteredTemplate) {
 
   EXPECT_CS_ERROR(ConfigStoreException, 1030, "Invalid type, mtu",
                   ThrowException<ConfigStoreException>(CS_ERR_INVALID_KEY, "mtu"));
-  try {
-    ThrowValidation(CS_ERR_VALIDATE_CACHED, {});
-    FAIL() << "no exception";
-  } catch (const ValidationException& e) {
-    EXPECT_EQ(e.GetErrorCode(), 1084);
-    EXPECT_STREQ(e.what(), "Failed to validate Default config");
-  }
+  EXPECT_CS_ERROR(ValidationException, 1084, "Failed to validate Default config",
+                  ThrowValidation(CS_ERR_VALIDATE_CACHED, {}));
 }
 
 TEST(ErrorTable, EveryBandIsRegisteredAndTheGapsAreNot) {
@@ -68,20 +63,6 @@ TEST(ThrowFunctions, CodesWithoutTemplateRaiseOutOfRange) {
                std::out_of_range);
   EXPECT_THROW(ThrowException<InvalidArgumentException>(CS_ERR_GENERIC), std::out_of_range);
   EXPECT_THROW(ThrowValidation(CS_ERR_GENERIC, {{"/a", "bad"}}), std::out_of_range);
-}
-
-TEST(ThrowFunctions, ThrowValidationCarriesTheErrors) {
-  const std::vector<ErrorInfo> errors{{"/mtu", "too large"}, {"/name", "not a string"}};
-  try {
-    ThrowValidation(CS_ERR_VALIDATE_USER, errors);
-    FAIL() << "no exception";
-  } catch (const ValidationException& e) {
-    EXPECT_EQ(e.GetErrorCode(), 1087);
-    EXPECT_STREQ(e.what(), "Failed to validate User config");
-    ASSERT_EQ(e.GetErrors().size(), 2u);
-    EXPECT_EQ(e.GetErrors()[1].field, "/name");
-    EXPECT_EQ(e.GetErrors()[1].error, "not a string");
-  }
 }
 
 TEST(LogErrCode, LogsTheFormattedTemplate) {

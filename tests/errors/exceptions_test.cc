@@ -17,18 +17,6 @@ TEST(ExceptionText, OneArgumentConstructorGivesCode2000) {
   EXPECT_STREQ(e.what(), "Begin Transaction failed for: x");
 }
 
-TEST(ExceptionText, DetailedMessageEqualsWhatForEveryClass) {
-  const ConfigStoreException base(1036, "a");
-  const InvalidArgumentException argument(2000, "b");
-  const InvalidTypeException type(2000, "c");
-  const ValidationException validation(1087, "d", {{"/x", "e"}});
-  for (const ConfigStoreException* e : {&base, static_cast<const ConfigStoreException*>(&argument),
-                                        static_cast<const ConfigStoreException*>(&type),
-                                        static_cast<const ConfigStoreException*>(&validation)}) {
-    EXPECT_EQ(e->GetDetailedMessage(), e->what());
-  }
-}
-
 TEST(ExceptionText, ValidationDetailsListEachErrorOnItsOwnLine) {
   const ValidationException none(1089, "Failed to validate Set", {});
   EXPECT_EQ(none.toString(), none.ConfigStoreException::toString());

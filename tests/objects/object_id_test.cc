@@ -5,7 +5,6 @@
 #include <regex>
 #include <set>
 #include <stdexcept>
-#include <unordered_map>
 
 #include "configstore/object_id.h"
 
@@ -66,15 +65,6 @@ TEST(ObjectIdHash, HighBytesHashAsUnsignedValues) {
   const ConfigStoreObjectId highId(high, "", "");
   EXPECT_NE(hashCsoId(highId), hashCsoId(ConfigStoreObjectId(low, "", "")));
   EXPECT_EQ(hashCsoId(highId), 0x4b73bbe49728324cu);
-}
-
-TEST(ObjectIdHash, WorksAsUnorderedMapKey) {
-  std::unordered_map<ConfigStoreObjectId, int> map;
-  for (int i = 0; i < 1000; ++i)
-    map.emplace(ConfigStoreObjectId("k", "g", "c", std::to_string(i)), i);
-  EXPECT_EQ(map.size(), 1000u);
-  EXPECT_EQ(map.at(ConfigStoreObjectId("k", "g", "c", "517")), 517);
-  EXPECT_EQ(map.count(ConfigStoreObjectId("k", "c", "g", "517")), 0u);
 }
 
 TEST(GenerateInstanceId, GivesDistinctLowerCaseVersion4Uuids) {
