@@ -19,8 +19,8 @@ std::string AddressOf(int i) {
   return "10.0." + std::to_string(i / 250) + "." + std::to_string(i % 250);
 }
 
-std::string VnicWithAddresses() {
-  std::string json = R"({"name": "vmk0", "addresses": [)";
+std::string NicWithAddresses() {
+  std::string json = R"({"name": "nic0", "addresses": [)";
   for (int i = 0; i < kInstances; ++i) {
     json += (i ? "," : "") + std::string(R"({"address": ")") + AddressOf(i) +
             R"(", "prefixLength": 24})";
@@ -38,15 +38,15 @@ std::vector<int> RandomIndexes() {
 
 void BM_GetSubObject_1000Instances(benchmark::State& state) {
   BenchRoot root;
-  const auto vnic =
-      CreateObject(ConfigStoreObjectId("vnics", "interfaces", "net", "vmk0"), VnicWithAddresses());
+  const auto nic =
+      CreateObject(ConfigStoreObjectId("nics", "interfaces", "net", "nic0"), NicWithAddresses());
   const auto indexes = RandomIndexes();
   std::vector<SubObjectId> ids;
   for (int index : indexes) ids.emplace_back("addresses", AddressOf(index));
   std::size_t i = 0;
   for (auto _ : state) {
     int prefix = 0;
-    vnic->GetSubObject(ids[i++ & 1023])->GetValue("prefixLength", &prefix);
+    nic->GetSubObject(ids[i++ & 1023])->GetValue("prefixLength", &prefix);
     benchmark::DoNotOptimize(prefix);
   }
 }
@@ -54,7 +54,7 @@ BENCHMARK(BM_GetSubObject_1000Instances);
 
 void BM_Baseline_RapidjsonFindInstance(benchmark::State& state) {
   JDoc doc;
-  doc.Parse(VnicWithAddresses().c_str());
+  doc.Parse(NicWithAddresses().c_str());
   const auto indexes = RandomIndexes();
   std::vector<std::string> ids;
   for (int index : indexes) ids.push_back(AddressOf(index));

@@ -11,14 +11,14 @@ namespace {
 
 using namespace OrinConfigStore;
 
-const ConfigStoreObjectId kVnics("vnics", "interfaces", "net", "vmk0");
+const ConfigStoreObjectId kNics("nics", "interfaces", "net", "nic0");
 const char* const kTouch =
     R"({"component": "bench", "group": "g", "key": "k", "schema": {"type": "object"}})";
 
 void BM_SchemaLookup_Warm(benchmark::State& state) {
   BenchRoot root;
-  GetSchemaVersion(kVnics);
-  for (auto _ : state) benchmark::DoNotOptimize(GetSchemaVersion(kVnics));
+  GetSchemaVersion(kNics);
+  for (auto _ : state) benchmark::DoNotOptimize(GetSchemaVersion(kNics));
 }
 BENCHMARK(BM_SchemaLookup_Warm);
 
@@ -28,7 +28,7 @@ void BM_SchemaLookup_Cold(benchmark::State& state) {
     state.PauseTiming();
     OrinSchemaStore::LoadSchemaDefinition(kTouch);  // any change empties the cache
     state.ResumeTiming();
-    benchmark::DoNotOptimize(GetSchemaVersion(kVnics));
+    benchmark::DoNotOptimize(GetSchemaVersion(kNics));
   }
 }
 BENCHMARK(BM_SchemaLookup_Cold);
@@ -54,7 +54,7 @@ void BM_Baseline_SqliteSelectAndParse(benchmark::State& state) {
     }
     sqlite3_bind_text(select, 1, "net", -1, SQLITE_STATIC);
     sqlite3_bind_text(select, 2, "interfaces", -1, SQLITE_STATIC);
-    sqlite3_bind_text(select, 3, "vnics", -1, SQLITE_STATIC);
+    sqlite3_bind_text(select, 3, "nics", -1, SQLITE_STATIC);
     if (sqlite3_step(select) == SQLITE_ROW) {
       JDoc schema;
       schema.Parse(reinterpret_cast<const char*>(sqlite3_column_text(select, 1)));

@@ -14,7 +14,7 @@ namespace {
 using namespace OrinConfigStore;
 
 constexpr int kItems = 9000;
-constexpr int kVnics = 1000;
+constexpr int kNics = 1000;
 constexpr int kItemMembers = 30;
 
 const char* const kItemDefinition = R"({"component": "bench", "group": "load", "key": "item",
@@ -71,12 +71,12 @@ class StoreBenchRoot : public BenchRoot {
     for (int i = 0; i < kItems; ++i) {
       Insert(insert, "bench", "load", "item", "item-" + std::to_string(i), ItemJson(i), "", "");
     }
-    for (int i = 0; i < kVnics; ++i) {
-      const std::string name = "vmk" + std::to_string(i);
-      Insert(insert, "net", "interfaces", "vnics", name,
-             R"({"name": ")" + name + R"(", "mtu": 1500, "portgroup": "pg)" + std::to_string(i) +
+    for (int i = 0; i < kNics; ++i) {
+      const std::string name = "nic" + std::to_string(i);
+      Insert(insert, "net", "interfaces", "nics", name,
+             R"({"name": ")" + name + R"(", "mtu": 1500, "network": "net)" + std::to_string(i) +
                  "\"}",
-             R"({"name": ")" + name + R"(", "macAddress": "00:50:56:00:00:01"})", "");
+             R"({"name": ")" + name + R"(", "macAddress": "02:00:00:00:00:01"})", "");
     }
     Insert(
         insert, "net", "dns", "resolver", "", R"({"servers": ["10.0.0.1", "10.0.0.2"]})",
@@ -191,7 +191,7 @@ void BM_Store_GetInstances_1000(benchmark::State& state) {
   StoreBenchRoot root;
   const auto store = ConfigStore::GetStore("");
   const auto filter =
-      std::make_shared<FilterSpecObject>(ConfigStoreObjectId("vnics", "interfaces", "net"));
+      std::make_shared<FilterSpecObject>(ConfigStoreObjectId("nics", "interfaces", "net"));
   for (auto _ : state) benchmark::DoNotOptimize(store->GetInstances(filter).size());
 }
 BENCHMARK(BM_Store_GetInstances_1000)->Unit(benchmark::kMicrosecond);
@@ -203,7 +203,7 @@ void BM_Baseline_GetInstances_1000(benchmark::State& state) {
   sqlite3_stmt* select = nullptr;
   sqlite3_prepare_v2(db, kSelectInstances, -1, &select, nullptr);
   for (auto _ : state) {
-    sqlite3_bind_text(select, 1, "vnics", -1, SQLITE_STATIC);
+    sqlite3_bind_text(select, 1, "nics", -1, SQLITE_STATIC);
     sqlite3_bind_text(select, 2, "interfaces", -1, SQLITE_STATIC);
     sqlite3_bind_text(select, 3, "net", -1, SQLITE_STATIC);
     std::vector<std::unique_ptr<Document>> objects;

@@ -22,8 +22,8 @@ const ConfigStoreObjectId kResolver("resolver", "dns", "net");
 const char* const kResolverJson =
     R"({"domain": "lab.example", "servers": ["10.0.0.1", "10.0.0.2"], "options": {"timeout": 3}})";
 
-std::string VnicJson(int i) {
-  return R"({"name": "vmk)" + std::to_string(i) + R"(", "mtu": 1500, "portgroup": "pg)" +
+std::string NicJson(int i) {
+  return R"({"name": "nic)" + std::to_string(i) + R"(", "mtu": 1500, "network": "net)" +
          std::to_string(i) + "\", \"enabled\": true}";
 }
 
@@ -141,12 +141,12 @@ BENCHMARK(BM_Baseline_UpdateOneMember);
 void BM_Store_SetInstances_1000(benchmark::State& state) {
   BenchRoot root;
   const auto store = ConfigStore::GetStore("");
-  std::vector<std::shared_ptr<ConfigStoreObject>> vnics;
+  std::vector<std::shared_ptr<ConfigStoreObject>> nics;
   for (int i = 0; i < kInstances; ++i) {
-    vnics.push_back(CreateObject(
-        ConfigStoreObjectId("vnics", "interfaces", "net", "vmk" + std::to_string(i)), VnicJson(i)));
+    nics.push_back(CreateObject(
+        ConfigStoreObjectId("nics", "interfaces", "net", "nic" + std::to_string(i)), NicJson(i)));
   }
-  for (auto _ : state) store->SetInstances(vnics, EXTERNAL);
+  for (auto _ : state) store->SetInstances(nics, EXTERNAL);
 }
 BENCHMARK(BM_Store_SetInstances_1000)->Unit(benchmark::kMillisecond);
 
@@ -157,14 +157,14 @@ void BM_Baseline_SetInstances_1000(benchmark::State& state) {
   sqlite3_stmt* write = nullptr;
   sqlite3_prepare_v2(db, kUserWrite, -1, &write, nullptr);
   std::vector<std::string> texts;
-  for (int i = 0; i < kInstances; ++i) texts.push_back(VnicJson(i));
+  for (int i = 0; i < kInstances; ++i) texts.push_back(NicJson(i));
   for (auto _ : state) {
     sqlite3_exec(db,
                  "BEGIN IMMEDIATE; DELETE FROM Config WHERE Component='net' AND "
-                 "ConfigGroup='interfaces' AND Name='vnics';",
+                 "ConfigGroup='interfaces' AND Name='nics';",
                  nullptr, nullptr, nullptr);
     for (int i = 0; i < kInstances; ++i) {
-      BindRow(write, "net", "interfaces", "vnics", "vmk" + std::to_string(i), texts[i]);
+      BindRow(write, "net", "interfaces", "nics", "nic" + std::to_string(i), texts[i]);
       Step(write);
     }
     sqlite3_exec(db, "COMMIT;", nullptr, nullptr, nullptr);

@@ -36,20 +36,20 @@ int main(int argc, char** argv) {
     const std::size_t types = OrinSchemaStore::LoadSchemaFile(schemas + "/net.json") +
                               OrinSchemaStore::LoadSchemaFile(schemas + "/orin.json");
 
-    const ConfigStoreObjectId id("vnics", "interfaces", "net", "vmk1");
-    const auto vnic = CreateObject(id, R"({"portgroup": "Storage Network"})");
+    const ConfigStoreObjectId id("nics", "interfaces", "net", "nic1");
+    const auto nic = CreateObject(id, R"({"network": "storage"})");
     int mtu = 0;
-    const int mtuSource = vnic->GetValue("mtu", &mtu);
+    const int mtuSource = nic->GetValue("mtu", &mtu);
     for (const char* address : {"10.10.0.11", "10.10.0.12", "192.168.5.11"}) {
-      vnic->CreateSubObject(SubObjectId("addresses", address))->SetValue("prefixLength", 24);
+      nic->CreateSubObject(SubObjectId("addresses", address))->SetValue("prefixLength", 24);
     }
-    vnic->GetSubObject(SubObjectId("addresses", "192.168.5.11"))
+    nic->GetSubObject(SubObjectId("addresses", "192.168.5.11"))
         ->SetValue("gateway", "192.168.5.1");
 
     auto withoutGateway =
         std::make_shared<FilterSpecObject>(ConfigStoreObjectId("addresses", "interfaces", "net"));
     withoutGateway->SetValue("prefixLength", 24);
-    const auto matching = vnic->GetSubObjectInstances(withoutGateway);
+    const auto matching = nic->GetSubObjectInstances(withoutGateway);
 
     const auto drift = CreateDriftObject(
         id, R"({"mtu": 9000, "addresses": [{"INSTANCEID": "10.10.0.12", "DRIFTOP": "DELETE"}]})",
@@ -66,7 +66,7 @@ int main(int argc, char** argv) {
               << "  \"mtu\": {\"value\": " << mtu
               << ", \"fromDefaults\": " << (mtuSource == 2 ? "true" : "false") << "},\n"
               << "  \"instancesWithPrefix24\": " << InstanceIds(matching) << ",\n"
-              << "  \"data\": " << vnic->GetData() << ",\n"
+              << "  \"data\": " << nic->GetData() << ",\n"
               << "  \"drift\": [" << driftLines << "]\n"
               << "}\n";
     return 0;

@@ -100,23 +100,23 @@ class SampleRoot {
 
 TEST(PublicApi, ObjectsSubObjectsFiltersAndDefaultsOnASampleRoot) {
   SampleRoot root;
-  const auto vnic = CreateObject(ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1"),
-                                 R"({"portgroup": "Storage"})");
+  const auto nic = CreateObject(ConfigStoreObjectId("nics", "interfaces", "net", "nic1"),
+                                 R"({"network": "storage"})");
   int mtu = 0;
-  EXPECT_EQ(vnic->GetValue("mtu", &mtu), 2);  // from the schema's defaults
+  EXPECT_EQ(nic->GetValue("mtu", &mtu), 2);  // from the schema's defaults
   EXPECT_EQ(mtu, 1500);
   for (const char* address : {"10.0.0.1", "10.0.0.2", "10.0.1.1"}) {
-    vnic->CreateSubObject(SubObjectId("addresses", address))->SetValue("gateway", "10.0.0.254");
+    nic->CreateSubObject(SubObjectId("addresses", address))->SetValue("gateway", "10.0.0.254");
   }
-  vnic->GetSubObject(SubObjectId("addresses", "10.0.1.1"))->SetValue("gateway", "10.0.1.254");
+  nic->GetSubObject(SubObjectId("addresses", "10.0.1.1"))->SetValue("gateway", "10.0.1.254");
 
   auto filter =
       std::make_shared<FilterSpecObject>(ConfigStoreObjectId("addresses", "interfaces", "net"));
   filter->SetValue("gateway", "10.0.0.254");
-  EXPECT_EQ(vnic->GetSubObjectInstances(filter).size(), 2u);
-  vnic->DeleteSubObjectInstances(filter);
-  EXPECT_EQ(vnic->GetData(),
-            R"({"portgroup":"Storage","name":"vmk1","addresses":[{"address":"10.0.1.1",)"
+  EXPECT_EQ(nic->GetSubObjectInstances(filter).size(), 2u);
+  nic->DeleteSubObjectInstances(filter);
+  EXPECT_EQ(nic->GetData(),
+            R"({"network":"storage","name":"nic1","addresses":[{"address":"10.0.1.1",)"
             R"("gateway":"10.0.1.254"}]})");
   EXPECT_THROW(CreateObject(ConfigStoreObjectId("none", "x", "y"), "{}"), ConfigStoreException);
 }
@@ -126,20 +126,20 @@ TEST(PublicApi, ReadsThroughTheStore) {
   root.Sql(
       "INSERT INTO Config(Component, ConfigGroup, Name, Identifier, UserValue, VitalValue, "
       "Revision)"
-      " VALUES('net', 'interfaces', 'vnics', 'vmk1', '{\"mtu\":9000}', "
-      "'{\"macAddress\":\"00:50:56:00:00:01\"}', 3);");
+      " VALUES('net', 'interfaces', 'nics', 'nic1', '{\"mtu\":9000}', "
+      "'{\"macAddress\":\"02:00:00:00:00:01\"}', 3);");
   auto store = ConfigStore::GetStore("");
-  const ConfigStoreObjectId vmk1("vnics", "interfaces", "net", "vmk1");
-  const auto object = store->Get(vmk1);
+  const ConfigStoreObjectId nic1("nics", "interfaces", "net", "nic1");
+  const auto object = store->Get(nic1);
   ASSERT_NE(object, nullptr);
-  EXPECT_EQ(object->GetData(), R"({"macAddress":"00:50:56:00:00:01","name":"vmk1","mtu":9000})");
+  EXPECT_EQ(object->GetData(), R"({"macAddress":"02:00:00:00:00:01","name":"nic1","mtu":9000})");
   bool enabled = false;
   EXPECT_EQ(object->GetValue("enabled", &enabled), 2);  // from the schema's defaults
   EXPECT_TRUE(enabled);
-  EXPECT_EQ(store->GetRevision(vmk1), 3);
-  const ConfigStoreObjectId vnics("vnics", "interfaces", "net");
-  EXPECT_EQ(store->GetInstanceIds(vnics), std::vector<std::string>{"vmk1"});
-  EXPECT_EQ(store->GetInstances(std::make_shared<FilterSpecObject>(vnics)).size(), 1u);
+  EXPECT_EQ(store->GetRevision(nic1), 3);
+  const ConfigStoreObjectId nics("nics", "interfaces", "net");
+  EXPECT_EQ(store->GetInstanceIds(nics), std::vector<std::string>{"nic1"});
+  EXPECT_EQ(store->GetInstances(std::make_shared<FilterSpecObject>(nics)).size(), 1u);
   const auto defaults = store->GetDefaultConfig(ConfigStoreObjectId("options", "kernix", "orin"));
   ASSERT_NE(defaults, nullptr);
   EXPECT_EQ(defaults->GetData(), R"({"maxVcpus":128,"bootDelay":0,"console":"vga"})");
@@ -164,21 +164,21 @@ TEST(PublicApi, WritesInEveryContextAndSource) {
                                     R"({"deviceCount":12})"));
   EXPECT_EQ(store->Get(platform)->GetData(), R"({"serialNumber":"SN-1"})");
 
-  const ConfigStoreObjectId vnics("vnics", "interfaces", "net");
+  const ConfigStoreObjectId nics("nics", "interfaces", "net");
   std::vector<std::shared_ptr<ConfigStoreObject>> list;
-  for (const char* name : {"vmk0", "vmk1", "vmk2"}) {
-    list.push_back(CreateObject(ConfigStoreObjectId("vnics", "interfaces", "net", name),
-                                R"({"portgroup":"pg"})"));
+  for (const char* name : {"nic0", "nic1", "nic2"}) {
+    list.push_back(CreateObject(ConfigStoreObjectId("nics", "interfaces", "net", name),
+                                R"({"network":"net"})"));
   }
   {
     ConfigStoreTransaction transaction(store);
     store->SetInstances(list, EXTERNAL);
     transaction.Commit();
   }
-  auto vmk1 =
-      std::make_shared<FilterSpecObject>(ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1"));
-  store->DeleteInstances(vmk1);
-  EXPECT_EQ(store->GetInstanceIds(vnics), (std::vector<std::string>{"vmk0", "vmk2"}));
+  auto nic1 =
+      std::make_shared<FilterSpecObject>(ConfigStoreObjectId("nics", "interfaces", "net", "nic1"));
+  store->DeleteInstances(nic1);
+  EXPECT_EQ(store->GetInstanceIds(nics), (std::vector<std::string>{"nic0", "nic2"}));
   store->Delete(resolver);
   EXPECT_EQ(store->Get(resolver), nullptr);
 }
@@ -225,7 +225,7 @@ TEST(PublicApi, DescribeTypesAndMoveThemBetweenHosts) {
 
 TEST(PublicApi, WalkADriftObject) {
   const auto drift = CreateDriftObject(
-      ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1"),
+      ConfigStoreObjectId("nics", "interfaces", "net", "nic1"),
       R"({"mtu": 9000, "addresses": [{"INSTANCEID": "10.0.0.1", "DRIFTOP": "DELETE"}]})", "SET");
   const auto properties = drift->Get();
   ASSERT_EQ(properties.size(), 2u);

@@ -68,11 +68,11 @@ TEST_F(BootStatusTest, DesiredValueOrTheUserValueWhenItFailed) {
   EXPECT_EQ(GetDesiredUserConfig(kResolver)->GetData(), R"({"domain":"desired"})");
   db_.Sql("UPDATE Config SET Success=0;");
   EXPECT_EQ(GetDesiredUserConfig(kResolver)->GetData(), R"({"domain":"user"})");
-  db_.Insert({"net", "interfaces", "vnics", "vmk0", "", "", "", "", R"({"mtu":9000})", "1"});
+  db_.Insert({"net", "interfaces", "nics", "nic0", "", "", "", "", R"({"mtu":9000})", "1"});
   const auto instances =
-      GetDesiredUserConfigInstances(ConfigStoreObjectId("vnics", "interfaces", "net"));
+      GetDesiredUserConfigInstances(ConfigStoreObjectId("nics", "interfaces", "net"));
   ASSERT_EQ(instances.size(), 1u);
-  EXPECT_EQ(instances[0]->GetData(), R"({"mtu":9000,"name":"vmk0"})");
+  EXPECT_EQ(instances[0]->GetData(), R"({"mtu":9000,"name":"nic0"})");
 }
 
 TEST_F(BootStatusTest, PartialRestoreDropsTheDesiredValueOnlyWhenComplete) {

@@ -89,20 +89,20 @@ TEST_F(ConfigReadsTest, ContextAndBootDecideTheUserPart) {
 }
 
 TEST_F(ConfigReadsTest, InstanceReadsSkipEmptyMergesAndApplyTheFilter) {
-  db_.Insert({"net", "interfaces", "vnics", "vmk0", "", R"({"mtu":1500})"});
-  db_.Insert({"net", "interfaces", "vnics", "vmk1", "", R"({"mtu":9000})", "", "", "", "0"});
-  db_.Insert({"net", "interfaces", "vnics", "vmk2", "", "", R"({"macAddress":"aa"})"});
-  const ConfigStoreObjectId vnics("vnics", "interfaces", "net");
-  const auto schema = LookupSchema(vnics);
-  EXPECT_EQ(Instances(GetConfigInstancesInternal(Filter(vnics), connection_, schema)),
-            (std::vector<std::string>{R"(vmk0 {"mtu":1500,"name":"vmk0"})",
-                                      R"(vmk2 {"macAddress":"aa","name":"vmk2"})"}));
-  auto mtu = Filter(vnics);
+  db_.Insert({"net", "interfaces", "nics", "nic0", "", R"({"mtu":1500})"});
+  db_.Insert({"net", "interfaces", "nics", "nic1", "", R"({"mtu":9000})", "", "", "", "0"});
+  db_.Insert({"net", "interfaces", "nics", "nic2", "", "", R"({"macAddress":"aa"})"});
+  const ConfigStoreObjectId nics("nics", "interfaces", "net");
+  const auto schema = LookupSchema(nics);
+  EXPECT_EQ(Instances(GetConfigInstancesInternal(Filter(nics), connection_, schema)),
+            (std::vector<std::string>{R"(nic0 {"mtu":1500,"name":"nic0"})",
+                                      R"(nic2 {"macAddress":"aa","name":"nic2"})"}));
+  auto mtu = Filter(nics);
   mtu->SetValue("mtu", 1500);
   EXPECT_EQ(Instances(GetConfigInstancesInternal(mtu, connection_, schema)).size(), 1u);
-  const ConfigStoreObjectId vmk2("vnics", "interfaces", "net", "vmk2");
-  EXPECT_EQ(Instances(GetConfigInstancesInternal(Filter(vmk2), connection_, schema)),
-            std::vector<std::string>{R"(vmk2 {"macAddress":"aa","name":"vmk2"})"});
+  const ConfigStoreObjectId nic2("nics", "interfaces", "net", "nic2");
+  EXPECT_EQ(Instances(GetConfigInstancesInternal(Filter(nic2), connection_, schema)),
+            std::vector<std::string>{R"(nic2 {"macAddress":"aa","name":"nic2"})"});
 }
 
 TEST_F(ConfigReadsTest, DefaultsComeFromTheLoadedDefinitions) {
@@ -114,11 +114,11 @@ TEST_F(ConfigReadsTest, DefaultsComeFromTheLoadedDefinitions) {
             std::vector<std::string>{
                 R"(Value={"bootDelay":0,"console":"vga"}, VitalValue={"maxVcpus":128}, )"
                 "CachedValue=NULL"});
-  const ConfigStoreObjectId vnics("vnics", "interfaces", "net");
+  const ConfigStoreObjectId nics("nics", "interfaces", "net");
   EXPECT_EQ(
-      Instances(GetDefaultConfigInstancesInternal(Filter(vnics), connection_, LookupSchema(vnics))),
+      Instances(GetDefaultConfigInstancesInternal(Filter(nics), connection_, LookupSchema(nics))),
       std::vector<std::string>{
-          R"(vmk0 {"name":"vmk0","portgroup":"Management Network","mtu":1500,"enabled":true})"});
+          R"(nic0 {"name":"nic0","network":"backend","mtu":1500,"enabled":true})"});
   cstest::LogCapture log;
   const ConfigStoreObjectId platform("platform", "hardware", "orin");
   EXPECT_EQ(GetDefaultConfigInternal(platform, connection_, LookupSchema(platform)), nullptr);
@@ -127,19 +127,19 @@ TEST_F(ConfigReadsTest, DefaultsComeFromTheLoadedDefinitions) {
 
 TEST_F(ConfigReadsTest, QuotesInAnInstanceIdAreData) {
   const std::string tricky = "x' OR '1'='1";
-  db_.Insert({"net", "interfaces", "vnics", tricky, "", R"({"mtu":1})"});
-  db_.Insert({"net", "interfaces", "vnics", "x", "", R"({"mtu":2})"});
-  const ConfigStoreObjectId id("vnics", "interfaces", "net", tricky);
+  db_.Insert({"net", "interfaces", "nics", tricky, "", R"({"mtu":1})"});
+  db_.Insert({"net", "interfaces", "nics", "x", "", R"({"mtu":2})"});
+  const ConfigStoreObjectId id("nics", "interfaces", "net", tricky);
   const auto object = GetInternal(id, connection_, LookupSchema(id));
   ASSERT_NE(object, nullptr);
   EXPECT_EQ(object->GetData(), R"({"mtu":1,"name":"x' OR '1'='1"})");
-  EXPECT_EQ(GetInternal(ConfigStoreObjectId("vnics", "interfaces", "net", "y' OR '1'='1"),
+  EXPECT_EQ(GetInternal(ConfigStoreObjectId("nics", "interfaces", "net", "y' OR '1'='1"),
                         connection_, LookupSchema(id)),
             nullptr);
 }
 
 TEST_F(ConfigReadsTest, RowReaders) {
-  db_.Insert({"net", "interfaces", "vnics", "vmk0", "", R"({"mtu":1})", "", "", R"({"mtu":2})"});
+  db_.Insert({"net", "interfaces", "nics", "nic0", "", R"({"mtu":1})", "", "", R"({"mtu":2})"});
   db_.Insert({"net", "dns", "resolver", "", "", R"({"domain":"u"})", "", "", "", "0"});
   EXPECT_EQ(GetUserConfigContents(connection_).size(), 1u);  // applied user values only
   const auto desired = GetDesiredUserConfigContents(connection_);
@@ -151,13 +151,13 @@ TEST_F(ConfigReadsTest, RowReaders) {
   std::map<std::string, std::string> valueByName;
   for (const auto& row : filled) valueByName[row->at("Name")] = row->at("Value");
   EXPECT_EQ(valueByName,
-            (std::map<std::string, std::string>{{"resolver", "{}"}, {"vnics", R"({"mtu":2})"}}));
+            (std::map<std::string, std::string>{{"resolver", "{}"}, {"nics", R"({"mtu":2})"}}));
 
   // The smart network card's share: only types marked for it; the schema
   // store stays attached afterwards.
   const auto shared = GetSmartnicConfiguration(connection_);
   ASSERT_EQ(shared.size(), 1u);
-  EXPECT_EQ(shared[0]->at("Identifier"), "vmk0");
+  EXPECT_EQ(shared[0]->at("Identifier"), "nic0");
   EXPECT_EQ(shared[0]->at("Value"), R"({"mtu":2})");
   RowList attached;
   ASSERT_EQ(FetchRows(connection_, "PRAGMA database_list;", attached), 0);
@@ -166,13 +166,13 @@ TEST_F(ConfigReadsTest, RowReaders) {
   // Read: a table's Value and Version; ConfigSchema has no instance ids.
   db_.Sql(
       "INSERT INTO ConfigSchema(Component, ConfigGroup, Name, Value, Version) VALUES('net', "
-      "'interfaces', 'vnics', '{}', '3');");
-  const ConfigStoreObjectId vmk0("vnics", "interfaces", "net", "vmk0");
-  EXPECT_EQ(Read("ConfigSchema", vmk0, connection_, true).at("Version"), "3");
-  EXPECT_EQ(Read("DefaultConfig", vmk0, connection_, false).at("Version"), "2.0");
+      "'interfaces', 'nics', '{}', '3');");
+  const ConfigStoreObjectId nic0("nics", "interfaces", "net", "nic0");
+  EXPECT_EQ(Read("ConfigSchema", nic0, connection_, true).at("Version"), "3");
+  EXPECT_EQ(Read("DefaultConfig", nic0, connection_, false).at("Version"), "2.0");
   EXPECT_CS_ERROR(ConfigStoreException, 2000,
-                  "Query failed on NoSuchTable for comp net grp interfaces key vnics id vmk0",
-                  Read("NoSuchTable", vmk0, connection_, true));
+                  "Query failed on NoSuchTable for comp net grp interfaces key nics id nic0",
+                  Read("NoSuchTable", nic0, connection_, true));
 }
 
 TEST(SmartnicRead, DetachesWhenTheQueryFails) {

@@ -35,31 +35,31 @@ const JDoc kSchema = Parse(R"({"properties": {
         "id": {"instanceId": true}, "u": {}, "c": {"cached": true}}}}}})");
 
 TEST(SourceSplit, EachMemberGoesToItsSource) {
-  const char* data = R"({"name": "vmk1", "mtu": 9000, "mac": "aa", "stats": {"rx": 1},
+  const char* data = R"({"name": "nic1", "mtu": 9000, "mac": "aa", "stats": {"rx": 1},
                          "nested": {"a": 1, "v": 2}, "tags": ["x"],
                          "list": [{"id": "p", "u": 1, "c": 2}, {"id": "q", "u": 3}]})";
   EXPECT_EQ(Part(data, kSchema, ValueSource::kUser),
-            R"({"name":"vmk1","mtu":9000,"nested":{"a":1},"tags":["x"],)"
+            R"({"name":"nic1","mtu":9000,"nested":{"a":1},"tags":["x"],)"
             R"("list":[{"id":"p","u":1},{"id":"q","u":3}]})");
   EXPECT_EQ(Part(data, kSchema, ValueSource::kVital),
-            R"({"name":"vmk1","mac":"aa","nested":{"v":2}})");
+            R"({"name":"nic1","mac":"aa","nested":{"v":2}})");
   EXPECT_EQ(Part(data, kSchema, ValueSource::kCached),
-            R"({"name":"vmk1","stats":{"rx":1},"list":[{"id":"p","c":2}]})");
+            R"({"name":"nic1","stats":{"rx":1},"list":[{"id":"p","c":2}]})");
 }
 
 TEST(SourceSplit, IdsAloneAreUserDataAndEmptyContainersUserValues) {
-  EXPECT_EQ(Part(R"({"name": "vmk1", "mtu": 1})", kSchema, ValueSource::kVital), "none");
-  EXPECT_EQ(Part(R"({"name": "vmk1", "tags": []})", kSchema, ValueSource::kUser),
-            R"({"name":"vmk1","tags":[]})");
-  EXPECT_EQ(Part(R"({"name": "vmk1", "tags": []})", kSchema, ValueSource::kCached), "none");
-  EXPECT_EQ(Part(R"({"name": "vmk1", "nested": {}})", kSchema, ValueSource::kUser),
-            R"({"name":"vmk1","nested":{}})");
+  EXPECT_EQ(Part(R"({"name": "nic1", "mtu": 1})", kSchema, ValueSource::kVital), "none");
+  EXPECT_EQ(Part(R"({"name": "nic1", "tags": []})", kSchema, ValueSource::kUser),
+            R"({"name":"nic1","tags":[]})");
+  EXPECT_EQ(Part(R"({"name": "nic1", "tags": []})", kSchema, ValueSource::kCached), "none");
+  EXPECT_EQ(Part(R"({"name": "nic1", "nested": {}})", kSchema, ValueSource::kUser),
+            R"({"name":"nic1","nested":{}})");
   EXPECT_EQ(Part(R"({"nested": {}})", kSchema, ValueSource::kVital), "none");
   EXPECT_EQ(Part("{}", kSchema, ValueSource::kUser), "{}");
   EXPECT_EQ(Part("{}", kSchema, ValueSource::kCached), "none");
   // An instance with nothing but its id still exists: it is user data.
-  EXPECT_EQ(Part(R"({"name": "vmk1", "list": [{"id": "p"}]})", kSchema, ValueSource::kUser),
-            R"({"name":"vmk1","list":[{"id":"p"}]})");
+  EXPECT_EQ(Part(R"({"name": "nic1", "list": [{"id": "p"}]})", kSchema, ValueSource::kUser),
+            R"({"name":"nic1","list":[{"id":"p"}]})");
 }
 
 TEST(SourceSplit, AMarkAtTheTopCoversTheWholeType) {

@@ -29,7 +29,7 @@
 namespace OrinConfigStore {
 namespace {
 
-const ConfigStoreObjectId kVnic("vnics", "interfaces", "net", "vmk0");
+const ConfigStoreObjectId kNic("nics", "interfaces", "net", "nic0");
 const ConfigStoreObjectId kResolver("resolver", "dns", "net");
 
 std::string ExpectedRequest(const std::string& name, pid_t sender) {
@@ -171,11 +171,11 @@ TEST(WardenSwitch, IsOffWithoutADatabase) {
 }
 
 TEST_F(NotifyTest, SwitchOffSendsNothingAndLogsNothing) {
-  WriteAllowlist(R"(["net.interfaces.vnics"])");
+  WriteAllowlist(R"(["net.interfaces.nics"])");
   AgentListener agent;
   for (const char* value : {"", "TRUE", "1", "true "}) {
     if (*value != '\0') SetKeyValue("NOTIFY_WARDEN", value);
-    EXPECT_TRUE(InFreshProcess([] { NotifyIfAllowlisted(kVnic); }).lines.empty()) << value;
+    EXPECT_TRUE(InFreshProcess([] { NotifyIfAllowlisted(kNic); }).lines.empty()) << value;
     EXPECT_TRUE(agent.Requests().empty()) << value;
   }
 }
@@ -183,12 +183,12 @@ TEST_F(NotifyTest, SwitchOffSendsNothingAndLogsNothing) {
 TEST_F(NotifyTest, AllowlistedTypeIsAnnouncedWithoutItsInstanceId) {
   SetKeyValue("NOTIFY_WARDEN", "true");
   for (const char* allowlist :
-       {R"(["net.dns.resolver", "net.interfaces.vnics"])", R"(["net.interfaces.*"])"}) {
+       {R"(["net.dns.resolver", "net.interfaces.nics"])", R"(["net.interfaces.*"])"}) {
     WriteAllowlist(allowlist);
     AgentListener agent;
-    const ChildRun run = InFreshProcess([] { NotifyIfAllowlisted(kVnic); });
+    const ChildRun run = InFreshProcess([] { NotifyIfAllowlisted(kNic); });
     EXPECT_EQ(agent.Requests(),
-              std::vector<std::string>{ExpectedRequest("net.interfaces.vnics", run.pid)})
+              std::vector<std::string>{ExpectedRequest("net.interfaces.nics", run.pid)})
         << allowlist;
     EXPECT_TRUE(run.lines.empty()) << allowlist;
   }
@@ -196,12 +196,12 @@ TEST_F(NotifyTest, AllowlistedTypeIsAnnouncedWithoutItsInstanceId) {
 
 TEST_F(NotifyTest, OnlyWholeNamesAndGroupPatternsMatch) {
   SetKeyValue("NOTIFY_WARDEN", "true");
-  WriteAllowlist(R"(["net.*", "orin.kernix", "orin.*.options", "net.interfaces.vnics.*",
+  WriteAllowlist(R"(["net.*", "orin.kernix", "orin.*.options", "net.interfaces.nics.*",
                     "net.dns.resolve", "orin.hardware.*"])");
   AgentListener agent;
   const ChildRun run = InFreshProcess([] {
     NotifyIfAllowlisted(kResolver);
-    NotifyIfAllowlisted(kVnic);
+    NotifyIfAllowlisted(kNic);
     NotifyIfAllowlisted(ConfigStoreObjectId("options", "kernix", "orin"));
     NotifyIfAllowlisted(ConfigStoreObjectId("platform", "hardware", "orin"));
   });
@@ -255,27 +255,27 @@ TEST_F(NotifyTest, StoreWritesAnnounceOnlyChangesThatStand) {
   const auto writes = [] {
     const auto store = ConfigStore::GetStore("");
     store->SetUserData(CreateObject(kResolver, R"({"domain":"example.org"})"), EXTERNAL);
-    const ConfigStoreObjectId vmk1("vnics", "interfaces", "net", "vmk1");
-    store->SetInstances({CreateObject(kVnic, R"({"name":"vmk0","mtu":9000})"),
-                         CreateObject(vmk1, R"({"name":"vmk1"})")},
+    const ConfigStoreObjectId nic1("nics", "interfaces", "net", "nic1");
+    store->SetInstances({CreateObject(kNic, R"({"name":"nic0","mtu":9000})"),
+                         CreateObject(nic1, R"({"name":"nic1"})")},
                         EXTERNAL);
     try {
-      store->SetUserData(CreateObject(kVnic, R"({"name":"vmk0","mtu":"big"})"), EXTERNAL);
+      store->SetUserData(CreateObject(kNic, R"({"name":"nic0","mtu":"big"})"), EXTERNAL);
     } catch (const ValidationException&) {
     }
-    store->Delete(kVnic);
+    store->Delete(kNic);
   };
   {
     AgentListener agent;
     const ChildRun run = InFreshProcess(writes);
     EXPECT_EQ(agent.Requests(),
-              std::vector<std::string>(2, ExpectedRequest("net.interfaces.vnics", run.pid)));
+              std::vector<std::string>(2, ExpectedRequest("net.interfaces.nics", run.pid)));
     EXPECT_TRUE(run.LinesAt(2).empty());
   }
   const ChildRun unreachable = InFreshProcess(writes);
   EXPECT_EQ(unreachable.LinesAt(2).size(), 2u);
-  EXPECT_EQ(root_.Rows("SELECT Identifier FROM Config WHERE Name='vnics';"),
-            std::vector<std::string>{"Identifier=vmk1"});
+  EXPECT_EQ(root_.Rows("SELECT Identifier FROM Config WHERE Name='nics';"),
+            std::vector<std::string>{"Identifier=nic1"});
 }
 
 ssize_t TenByteWrite(int, const void*, std::size_t) { return 10; }

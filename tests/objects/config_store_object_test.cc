@@ -13,7 +13,7 @@ namespace OrinConfigStore {
 namespace {
 
 const ConfigStoreObjectId kResolver("resolver", "dns", "net");
-const ConfigStoreObjectId kVnic("vnics", "interfaces", "net", "vmk1");
+const ConfigStoreObjectId kNic("nics", "interfaces", "net", "nic1");
 
 class ConfigStoreObjectTest : public ::testing::Test {
  protected:
@@ -59,12 +59,12 @@ TEST_F(ConfigStoreObjectTest, DefaultsAnswerWithReturnCodeTwoAtEveryLevel) {
   EXPECT_EQ(options->GetValue("domain", &domain), 0);  // the parent's default is not the view's
 
   // Instances of a repeated sub-object share the items' defaults.
-  const auto vnic = CreateObject(kVnic, R"({"addresses": [{"address": "10.0.0.1"}]})");
+  const auto nic = CreateObject(kNic, R"({"addresses": [{"address": "10.0.0.1"}]})");
   int prefix = 0;
   int mtu = 0;
-  EXPECT_EQ(vnic->GetValue("mtu", &mtu), 2);
+  EXPECT_EQ(nic->GetValue("mtu", &mtu), 2);
   EXPECT_EQ(
-      vnic->GetSubObject(SubObjectId("addresses", "10.0.0.1"))->GetValue("prefixLength", &prefix),
+      nic->GetSubObject(SubObjectId("addresses", "10.0.0.1"))->GetValue("prefixLength", &prefix),
       2);
   EXPECT_EQ(prefix, 24);
 
@@ -74,36 +74,36 @@ TEST_F(ConfigStoreObjectTest, DefaultsAnswerWithReturnCodeTwoAtEveryLevel) {
 }
 
 TEST_F(ConfigStoreObjectTest, IdMapAndInstanceIdFromTheIdentifier) {
-  const auto vnic = CreateObject(kVnic, R"({"name": "old", "mtu": 9000})");
-  EXPECT_EQ(vnic->GetIdMapStr(), R"({"vnics":"name","addresses":"address"})");
+  const auto nic = CreateObject(kNic, R"({"name": "old", "mtu": 9000})");
+  EXPECT_EQ(nic->GetIdMapStr(), R"({"nics":"name","addresses":"address"})");
   // The identifier's instance id wins, replaced in place.
-  EXPECT_EQ(vnic->GetData(), R"({"name":"vmk1","mtu":9000})");
+  EXPECT_EQ(nic->GetData(), R"({"name":"nic1","mtu":9000})");
   // Without an instance id in the identifier the data keeps its own.
   const auto unnamed =
-      CreateObject(ConfigStoreObjectId("vnics", "interfaces", "net"), R"({"name": "vmk7"})");
-  EXPECT_EQ(unnamed->GetData(), R"({"name":"vmk7"})");
+      CreateObject(ConfigStoreObjectId("nics", "interfaces", "net"), R"({"name": "nic7"})");
+  EXPECT_EQ(unnamed->GetData(), R"({"name":"nic7"})");
   EXPECT_EQ(CreateObject(kResolver, "{}")->GetIdMapStr(), "{}");
 
   // Built without a schema object: logged, no id map, no defaults.
   cstest::LogCapture log;
-  ConfigStoreObjectImpl bare(kVnic, CreateDocumentFromString(R"({"mtu": 1})"), nullptr);
+  ConfigStoreObjectImpl bare(kNic, CreateDocumentFromString(R"({"mtu": 1})"), nullptr);
   EXPECT_EQ(bare.GetIdMapStr(), "{}");
   EXPECT_EQ(bare.GetData(), R"({"mtu":1})");
-  EXPECT_TRUE(log.Contains(1, "Schema object not found for key: vnics"));
+  EXPECT_TRUE(log.Contains(1, "Schema object not found for key: nics"));
   EXPECT_TRUE(log.Contains(1, "Schema object is null."));
   EXPECT_CS_ERROR(ConfigStoreException, 1037,
-                  "Schema object not found: comp net grp interfaces key vnics id vmk1",
-                  CreateObject(kVnic, CreateDocumentFromString("{}"), nullptr));
+                  "Schema object not found: comp net grp interfaces key nics id nic1",
+                  CreateObject(kNic, CreateDocumentFromString("{}"), nullptr));
 }
 
 TEST_F(ConfigStoreObjectTest, GeneratedIdsAreHiddenFromCallersOnly) {
-  const auto vnic = CreateObject(
-      kVnic,
+  const auto nic = CreateObject(
+      kNic,
       R"({"cs_generated_id": "g1", "addresses": [{"address": "a", "cs_generated_id": "g2"}]})");
-  EXPECT_EQ(vnic->GetData(), R"({"name":"vmk1","addresses":[{"address":"a"}]})");
-  EXPECT_EQ(vnic->GetSerializedData(),
+  EXPECT_EQ(nic->GetData(), R"({"name":"nic1","addresses":[{"address":"a"}]})");
+  EXPECT_EQ(nic->GetSerializedData(),
             R"({"cs_generated_id":"g1","addresses":[{"address":"a","cs_generated_id":"g2"}],)"
-            R"("name":"vmk1"})");
+            R"("name":"nic1"})");
 }
 
 TEST_F(ConfigStoreObjectTest, SetValueExMovesChangedMembersToTheEnd) {
@@ -127,10 +127,10 @@ TEST_F(ConfigStoreObjectTest, SetValueExMovesChangedMembersToTheEnd) {
 
 TEST_F(ConfigStoreObjectTest, InstanceIdFromValue) {
   const auto schema =
-      OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject("net", "interfaces", "vnics");
+      OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject("net", "interfaces", "nics");
   JDoc value;
-  value.Parse(R"({"name": "vmk3", "mtu": 1500})");
-  EXPECT_EQ(GetInstanceIdFromValue(value, schema), "vmk3");
+  value.Parse(R"({"name": "nic3", "mtu": 1500})");
+  EXPECT_EQ(GetInstanceIdFromValue(value, schema), "nic3");
   value.Parse(R"({"mtu": 1500})");
   EXPECT_EQ(GetInstanceIdFromValue(value, schema), "");
   value.Parse(R"({"name": 3})");

@@ -41,15 +41,15 @@ std::string Definition(const std::string& key, const std::string& schema,
 
 TEST(SchemaStore, SampleTypesAndWhatTheyDerive) {
   cstest::SampleSchemaRoot root;
-  const auto vnics = Lookup("net", "interfaces", "vnics");
-  ASSERT_NE(vnics, nullptr);
-  EXPECT_TRUE(vnics->IsNonSingleton());
-  EXPECT_FALSE(vnics->IsBootExempt());
-  EXPECT_EQ(vnics->GetVersion(), "2.0");
-  EXPECT_EQ(vnics->GetInstanceIdKey(), "name");
-  EXPECT_EQ(Json(vnics->GetInstanceKeyMap()), R"({"vnics":"name","addresses":"address"})");
+  const auto nics = Lookup("net", "interfaces", "nics");
+  ASSERT_NE(nics, nullptr);
+  EXPECT_TRUE(nics->IsNonSingleton());
+  EXPECT_FALSE(nics->IsBootExempt());
+  EXPECT_EQ(nics->GetVersion(), "2.0");
+  EXPECT_EQ(nics->GetInstanceIdKey(), "name");
+  EXPECT_EQ(Json(nics->GetInstanceKeyMap()), R"({"nics":"name","addresses":"address"})");
   // A repeated sub-object's item defaults sit under its key.
-  EXPECT_EQ(Json(vnics->GetDefaultValue()),
+  EXPECT_EQ(Json(nics->GetDefaultValue()),
             R"({"mtu":1500,"enabled":true,"addresses":{"prefixLength":24}})");
 
   const auto resolver = Lookup("net", "dns", "resolver");

@@ -13,10 +13,10 @@ namespace OrinConfigStore {
 namespace {
 
 const ConfigStoreObjectId kResolver("resolver", "dns", "net");
-const ConfigStoreObjectId kVnics("vnics", "interfaces", "net");
+const ConfigStoreObjectId kNics("nics", "interfaces", "net");
 
-ConfigStoreObjectId Vnic(const char* name) {
-  return ConfigStoreObjectId("vnics", "interfaces", "net", name);
+ConfigStoreObjectId Nic(const char* name) {
+  return ConfigStoreObjectId("nics", "interfaces", "net", name);
 }
 
 std::shared_ptr<FilterSpecObject> Filter(const ConfigStoreObjectId& id, const char* data = "") {
@@ -37,8 +37,8 @@ class BulkTransferTest : public ::testing::Test {
     store_->SetUserData(CreateObject(kResolver, R"({"domain":"example.org"})"), EXTERNAL);
     store_->SetVitalData(CreateObject(ConfigStoreObjectId("platform", "hardware", "orin"),
                                       R"({"serialNumber":"S"})"));
-    store_->SetInstances({CreateObject(Vnic("vmk1"), R"({"name":"vmk1","mtu":9000})"),
-                          CreateObject(Vnic("vmk0"), R"({"name":"vmk0"})")},
+    store_->SetInstances({CreateObject(Nic("nic1"), R"({"name":"nic1","mtu":9000})"),
+                          CreateObject(Nic("nic0"), R"({"name":"nic0"})")},
                          EXTERNAL);
   }
 
@@ -55,14 +55,14 @@ class BulkTransferTest : public ::testing::Test {
 
 const char* const kEverything =
     R"({"net":{"dns":{"resolver":{"domain":"example.org"}},)"
-    R"("interfaces":{"vnics":[{"name":"vmk0"},{"name":"vmk1","mtu":9000}]}},)"
+    R"("interfaces":{"nics":[{"name":"nic0"},{"name":"nic1","mtu":9000}]}},)"
     R"("orin":{"hardware":{"platform":{"serialNumber":"S"}}}})";
 
 TEST_F(BulkTransferTest, ExportOrdersEveryStoredTypeAndImportRestoresIt) {
   EXPECT_EQ(Export(), kEverything);
 
   store_->Delete(kResolver);
-  store_->DeleteInstances(Filter(kVnics));
+  store_->DeleteInstances(Filter(kNics));
   Import(kEverything);
   EXPECT_EQ(Export(), kEverything);
   // Vital members go back to their own column, the rest to the user's.
@@ -71,9 +71,9 @@ TEST_F(BulkTransferTest, ExportOrdersEveryStoredTypeAndImportRestoresIt) {
 }
 
 TEST_F(BulkTransferTest, FiltersSelectInstancesAndATypeAppearsOnce) {
-  EXPECT_EQ(Export({Filter(Vnic("vmk1")), Filter(kVnics, R"({"mtu":9000})"), Filter(kResolver)}),
+  EXPECT_EQ(Export({Filter(Nic("nic1")), Filter(kNics, R"({"mtu":9000})"), Filter(kResolver)}),
             R"({"net":{"dns":{"resolver":{"domain":"example.org"}},)"
-            R"("interfaces":{"vnics":[{"name":"vmk1","mtu":9000}]}}})");
+            R"("interfaces":{"nics":[{"name":"nic1","mtu":9000}]}}})");
   // Types with nothing stored are left out; a type the store does not know
   // is refused.
   EXPECT_EQ(Export({Filter(ConfigStoreObjectId("syslog", "logging", "orin"))}), "{}");
@@ -83,22 +83,22 @@ TEST_F(BulkTransferTest, FiltersSelectInstancesAndATypeAppearsOnce) {
 }
 
 TEST_F(BulkTransferTest, ImportReplacesEachTypeItNamesWhole) {
-  Import(R"({"net":{"interfaces":{"vnics":[{"name":"vmk7","mtu":1400}]}}})", INTERNAL);
-  EXPECT_EQ(store_->GetInstanceIds(kVnics), std::vector<std::string>{"vmk7"});
+  Import(R"({"net":{"interfaces":{"nics":[{"name":"nic7","mtu":1400}]}}})", INTERNAL);
+  EXPECT_EQ(store_->GetInstanceIds(kNics), std::vector<std::string>{"nic7"});
   EXPECT_EQ(
-      db_.Rows("SELECT AutoConfValue, UserValue FROM Config WHERE Identifier = 'vmk7';"),
-      std::vector<std::string>{R"(AutoConfValue={"name":"vmk7","mtu":1400}, UserValue=NULL)"});
+      db_.Rows("SELECT AutoConfValue, UserValue FROM Config WHERE Identifier = 'nic7';"),
+      std::vector<std::string>{R"(AutoConfValue={"name":"nic7","mtu":1400}, UserValue=NULL)"});
   EXPECT_NE(store_->Get(kResolver), nullptr);  // not named: untouched
 
-  Import(R"({"net":{"interfaces":{"vnics":[]}}})");
-  EXPECT_TRUE(store_->GetInstanceIds(kVnics).empty());
+  Import(R"({"net":{"interfaces":{"nics":[]}}})");
+  EXPECT_TRUE(store_->GetInstanceIds(kNics).empty());
 }
 
 TEST_F(BulkTransferTest, ARefusedImportReportsEveryProblemAndWritesNothing) {
   const std::string before = Export();
   try {
     Import(R"({"net":{"dns":{"resolver":{"domain":7},"nothing":{}},)"
-           R"("interfaces":{"vnics":[{"name":"vmk0"},{"name":"vmk0"}]}}})");
+           R"("interfaces":{"nics":[{"name":"nic0"},{"name":"nic0"}]}}})");
     FAIL() << "the import was accepted";
   } catch (const ValidationException& e) {
     EXPECT_EQ(e.GetErrorCode(), 1055);
@@ -106,7 +106,7 @@ TEST_F(BulkTransferTest, ARefusedImportReportsEveryProblemAndWritesNothing) {
     std::set<std::string> fields;
     for (const ErrorInfo& error : e.GetErrors()) fields.insert(error.field);
     EXPECT_EQ(fields, (std::set<std::string>{"/net/dns/nothing", "/net/dns/resolver/domain",
-                                             "/net/interfaces/vnics/1/name"}));
+                                             "/net/interfaces/nics/1/name"}));
   }
   EXPECT_CS_ERROR(ValidationException, 1055, "Import operation failed", Import("[]"));
   EXPECT_CS_ERROR(ValidationException, 1055, "Import operation failed",

@@ -13,18 +13,18 @@ namespace OrinConfigStore {
 namespace {
 
 const ConfigStoreObjectId kResolver("resolver", "dns", "net");
-const ConfigStoreObjectId kVnics("vnics", "interfaces", "net");
+const ConfigStoreObjectId kNics("nics", "interfaces", "net");
 
 class StoreTest : public ::testing::Test {
  protected:
   std::shared_ptr<FilterSpecObject> Filter(const ConfigStoreObjectId& id) {
     return std::make_shared<FilterSpecObject>(id);
   }
-  void InsertVnics() {
+  void InsertNics() {
     db_.Insert(
-        {"net", "interfaces", "vnics", "vmk0", "", R"({"mtu":1500})", "", "", "", "1", "2.0", "4"});
+        {"net", "interfaces", "nics", "nic0", "", R"({"mtu":1500})", "", "", "", "1", "2.0", "4"});
     db_.Insert(
-        {"net", "interfaces", "vnics", "vmk1", "", R"({"mtu":9000})", "", "", "", "1", "2.0", "2"});
+        {"net", "interfaces", "nics", "nic1", "", R"({"mtu":9000})", "", "", "", "1", "2.0", "2"});
   }
 
   cstest::DatabaseRoot db_;
@@ -45,7 +45,7 @@ TEST(GetStore, OnlyTheGlobalNamespace) {
 
 TEST_F(StoreTest, ReadsThroughTheStore) {
   db_.Insert({"net", "dns", "resolver", "", R"({"domain":"a"})", R"({"servers":["10.0.0.1"]})"});
-  InsertVnics();
+  InsertNics();
   cstest::LogCapture log;
   const auto resolver = store_->Get(kResolver);
   ASSERT_NE(resolver, nullptr);
@@ -55,23 +55,23 @@ TEST_F(StoreTest, ReadsThroughTheStore) {
 
   EXPECT_EQ(store_->GetRevision(kResolver), 1);
   EXPECT_EQ(store_->GetRevision(ConfigStoreObjectId("options", "kernix", "orin")), -1);
-  EXPECT_EQ(store_->GetInstanceIds(kVnics), (std::vector<std::string>{"vmk0", "vmk1"}));
-  EXPECT_EQ(store_->GetInstancesRevision(kVnics),
-            (std::vector<std::pair<std::string, int>>{{"vmk0", 4}, {"vmk1", 2}}));
-  EXPECT_EQ(store_->GetInstancesRevision(ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1")),
-            (std::vector<std::pair<std::string, int>>{{"vmk1", 2}}));
+  EXPECT_EQ(store_->GetInstanceIds(kNics), (std::vector<std::string>{"nic0", "nic1"}));
+  EXPECT_EQ(store_->GetInstancesRevision(kNics),
+            (std::vector<std::pair<std::string, int>>{{"nic0", 4}, {"nic1", 2}}));
+  EXPECT_EQ(store_->GetInstancesRevision(ConfigStoreObjectId("nics", "interfaces", "net", "nic1")),
+            (std::vector<std::pair<std::string, int>>{{"nic1", 2}}));
 
-  auto jumbo = Filter(kVnics);
+  auto jumbo = Filter(kNics);
   jumbo->SetValue("mtu", 9000);
   const auto instances = store_->GetInstances(jumbo);
   ASSERT_EQ(instances.size(), 1u);
-  EXPECT_EQ(instances[0]->GetConfigStoreObjectId().instanceId, "vmk1");
-  EXPECT_EQ(store_->GetInstances(Filter(kVnics)).size(), 2u);
+  EXPECT_EQ(instances[0]->GetConfigStoreObjectId().instanceId, "nic1");
+  EXPECT_EQ(store_->GetInstances(Filter(kNics)).size(), 2u);
 
   const auto defaults = store_->GetDefaultConfig(ConfigStoreObjectId("syslog", "logging", "orin"));
   ASSERT_NE(defaults, nullptr);
   EXPECT_EQ(defaults->GetData(), R"({"level":"info","rotateSizeKb":1024})");
-  EXPECT_EQ(store_->GetDefaultConfigInstances(Filter(kVnics)).size(), 1u);
+  EXPECT_EQ(store_->GetDefaultConfigInstances(Filter(kNics)).size(), 1u);
 }
 
 TEST_F(StoreTest, IdentifierChecksComeFirst) {
@@ -80,7 +80,7 @@ TEST_F(StoreTest, IdentifierChecksComeFirst) {
   EXPECT_CS_ERROR(ValidationException, 2000, "Singleton object cannot contain instanceId",
                   store_->Get(ConfigStoreObjectId("resolver", "dns", "net", "x")));
   EXPECT_CS_ERROR(ValidationException, 2000, "Non-Singleton object should contain instanceId",
-                  store_->GetRevision(kVnics));
+                  store_->GetRevision(kNics));
   EXPECT_CS_ERROR(ValidationException, 2000,
                   "API called for singleton object, non-singleton expected",
                   store_->GetInstanceIds(kResolver));

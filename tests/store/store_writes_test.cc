@@ -13,12 +13,12 @@ namespace OrinConfigStore {
 namespace {
 
 const ConfigStoreObjectId kResolver("resolver", "dns", "net");
-const ConfigStoreObjectId kVnics("vnics", "interfaces", "net");
+const ConfigStoreObjectId kNics("nics", "interfaces", "net");
 
 class StoreWritesTest : public ::testing::Test {
  protected:
-  std::shared_ptr<ConfigStoreObject> Vnic(const char* instance, const char* json) {
-    return CreateObject(ConfigStoreObjectId("vnics", "interfaces", "net", instance), json);
+  std::shared_ptr<ConfigStoreObject> Nic(const char* instance, const char* json) {
+    return CreateObject(ConfigStoreObjectId("nics", "interfaces", "net", instance), json);
   }
   std::shared_ptr<ConfigStoreObject> Resolver(const char* json) {
     return CreateObject(kResolver, json);
@@ -35,7 +35,7 @@ class StoreWritesTest : public ::testing::Test {
     const auto object = store_->Get(id);
     return object ? object->GetData() : "null";
   }
-  std::vector<std::string> Ids() { return store_->GetInstanceIds(kVnics); }
+  std::vector<std::string> Ids() { return store_->GetInstanceIds(kNics); }
 
   cstest::DatabaseRoot db_;
   std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore("");
@@ -92,26 +92,26 @@ TEST_F(StoreWritesTest, UpdateMergesIntoTheStoredObjectByContext) {
                   store_->Update(Resolver(R"({"unknown":1})"), EXTERNAL));
 
   // Repeated sub-objects merge instance by instance.
-  store_->Set(Vnic("vmk1", R"({"addresses":[{"address":"a","prefixLength":24}]})"), EXTERNAL);
-  store_->Update(Vnic("vmk1", R"({"addresses":[{"address":"a","gateway":"g"},{"address":"b"}]})"),
+  store_->Set(Nic("nic1", R"({"addresses":[{"address":"a","prefixLength":24}]})"), EXTERNAL);
+  store_->Update(Nic("nic1", R"({"addresses":[{"address":"a","gateway":"g"},{"address":"b"}]})"),
                  EXTERNAL);
-  EXPECT_EQ(Data(ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1")),
+  EXPECT_EQ(Data(ConfigStoreObjectId("nics", "interfaces", "net", "nic1")),
             R"({"addresses":[{"address":"a","prefixLength":24,"gateway":"g"},{"address":"b"}],)"
-            R"("name":"vmk1"})");
+            R"("name":"nic1"})");
 }
 
 TEST_F(StoreWritesTest, InstanceListsReplaceTheSetOrOneSource) {
-  store_->SetInstances({Vnic("vmk0", R"({"mtu":1500})"), Vnic("vmk1", R"({"mtu":9000})")},
+  store_->SetInstances({Nic("nic0", R"({"mtu":1500})"), Nic("nic1", R"({"mtu":9000})")},
                        EXTERNAL);
-  store_->SetInstances({Vnic("vmk1", R"({"mtu":1500})"), Vnic("vmk2", R"({"mtu":1500})")},
+  store_->SetInstances({Nic("nic1", R"({"mtu":1500})"), Nic("nic2", R"({"mtu":1500})")},
                        EXTERNAL);
-  EXPECT_EQ(Ids(), (std::vector<std::string>{"vmk1", "vmk2"}));
+  EXPECT_EQ(Ids(), (std::vector<std::string>{"nic1", "nic2"}));
 
-  store_->SetVitalDataInstances({Vnic("vmk1", R"({"macAddress":"00:50:56:00:00:01"})")});
-  store_->SetVitalDataInstances({Vnic("vmk2", R"({"macAddress":"00:50:56:00:00:02"})")});
-  EXPECT_EQ(Columns("Identifier, UserValue IS NOT NULL AS HasUser, VitalValue", "Name='vnics'"),
-            "Identifier=vmk1, HasUser=1, VitalValue=NULL | Identifier=vmk2, HasUser=1, "
-            R"(VitalValue={"macAddress":"00:50:56:00:00:02","name":"vmk2"})");
+  store_->SetVitalDataInstances({Nic("nic1", R"({"macAddress":"02:00:00:00:00:01"})")});
+  store_->SetVitalDataInstances({Nic("nic2", R"({"macAddress":"02:00:00:00:00:02"})")});
+  EXPECT_EQ(Columns("Identifier, UserValue IS NOT NULL AS HasUser, VitalValue", "Name='nics'"),
+            "Identifier=nic1, HasUser=1, VitalValue=NULL | Identifier=nic2, HasUser=1, "
+            R"(VitalValue={"macAddress":"02:00:00:00:00:02","name":"nic2"})");
 
   EXPECT_CS_ERROR(InvalidArgumentException, 2000, "ConfigStoreObject list cannot be empty",
                   store_->SetInstances({}, EXTERNAL));
@@ -123,50 +123,50 @@ TEST_F(StoreWritesTest, InstanceListsReplaceTheSetOrOneSource) {
   EXPECT_CS_ERROR(InvalidArgumentException, 2000,
                   "All ConfigStoreObjects are not for the same schema.",
                   store_->SetInstances(
-                      {Vnic("vmk5", "{}"),
+                      {Nic("nic5", "{}"),
                        CreateObject(ConfigStoreObjectId("bonds", "interfaces", "net", "b0"), "{}")},
                       EXTERNAL));
   EXPECT_CS_ERROR(ValidationException, 2000, "Non-Singleton object should contain instanceId",
-                  store_->SetUserDataInstances({CreateObject(kVnics, "{}")}, EXTERNAL));
-  EXPECT_EQ(Ids(), (std::vector<std::string>{"vmk1", "vmk2"}));
+                  store_->SetUserDataInstances({CreateObject(kNics, "{}")}, EXTERNAL));
+  EXPECT_EQ(Ids(), (std::vector<std::string>{"nic1", "nic2"}));
 }
 
 TEST_F(StoreWritesTest, AFailureInTheMiddleOfAListRollsItAllBack) {
-  store_->SetInstances({Vnic("vmk0", R"({"mtu":1500})")}, EXTERNAL);
+  store_->SetInstances({Nic("nic0", R"({"mtu":1500})")}, EXTERNAL);
   db_.Sql(
-      "CREATE TRIGGER refuseBad BEFORE INSERT ON Config WHEN NEW.Identifier='vmk99' "
+      "CREATE TRIGGER refuseBad BEFORE INSERT ON Config WHEN NEW.Identifier='nic99' "
       "BEGIN SELECT RAISE(ABORT, 'refused'); END;");
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "WriteComplete failed",
-                  store_->SetInstances({Vnic("vmk1", "{}"), Vnic("vmk99", "{}")}, EXTERNAL));
+                  store_->SetInstances({Nic("nic1", "{}"), Nic("nic99", "{}")}, EXTERNAL));
   EXPECT_CS_ERROR(
       ConfigStoreException, 2000, "Write config instances failed",
-      store_->SetUserDataInstances({Vnic("vmk2", "{}"), Vnic("vmk99", "{}")}, EXTERNAL));
-  EXPECT_EQ(Ids(), std::vector<std::string>{"vmk0"});
-  EXPECT_EQ(Columns("UserValue", "Name='vnics'"), R"(UserValue={"mtu":1500,"name":"vmk0"})");
+      store_->SetUserDataInstances({Nic("nic2", "{}"), Nic("nic99", "{}")}, EXTERNAL));
+  EXPECT_EQ(Ids(), std::vector<std::string>{"nic0"});
+  EXPECT_EQ(Columns("UserValue", "Name='nics'"), R"(UserValue={"mtu":1500,"name":"nic0"})");
   // Other failures than the library's own are reported as the operation's.
   db_.Sql(
       "DROP TRIGGER refuseBad; CREATE TRIGGER refuseAll BEFORE UPDATE ON Config "
       "BEGIN SELECT RAISE(ABORT, 'refused'); END;");
   EXPECT_CS_ERROR(ConfigStoreException, 2000,
                   "Database call to update configuration by context failed for: comp net grp "
-                  "interfaces key vnics id vmk0",
-                  store_->Update(Vnic("vmk0", R"({"mtu":9000})"), EXTERNAL));
-  EXPECT_EQ(Columns("UserValue", "Name='vnics'"), R"(UserValue={"mtu":1500,"name":"vmk0"})");
+                  "interfaces key nics id nic0",
+                  store_->Update(Nic("nic0", R"({"mtu":9000})"), EXTERNAL));
+  EXPECT_EQ(Columns("UserValue", "Name='nics'"), R"(UserValue={"mtu":1500,"name":"nic0"})");
 }
 
 TEST_F(StoreWritesTest, DeletingObjectsAndInstances) {
-  store_->SetInstances({Vnic("vmk0", R"({"mtu":1500})"), Vnic("vmk1", R"({"mtu":9000})"),
-                        Vnic("vmk2", R"({"mtu":9000})")},
+  store_->SetInstances({Nic("nic0", R"({"mtu":1500})"), Nic("nic1", R"({"mtu":9000})"),
+                        Nic("nic2", R"({"mtu":9000})")},
                        EXTERNAL);
-  auto jumbo = std::make_shared<FilterSpecObject>(kVnics);
+  auto jumbo = std::make_shared<FilterSpecObject>(kNics);
   jumbo->SetValue("mtu", 9000);
   store_->DeleteInstances(jumbo);
-  EXPECT_EQ(Ids(), std::vector<std::string>{"vmk0"});
-  store_->SetInstances({Vnic("vmk0", "{}"), Vnic("vmk1", "{}")}, EXTERNAL);
+  EXPECT_EQ(Ids(), std::vector<std::string>{"nic0"});
+  store_->SetInstances({Nic("nic0", "{}"), Nic("nic1", "{}")}, EXTERNAL);
   store_->DeleteInstances(std::make_shared<FilterSpecObject>(
-      ConfigStoreObjectId("vnics", "interfaces", "net", "vmk1")));
-  EXPECT_EQ(Ids(), std::vector<std::string>{"vmk0"});
-  store_->DeleteInstances(std::make_shared<FilterSpecObject>(kVnics));  // empty filter: all
+      ConfigStoreObjectId("nics", "interfaces", "net", "nic1")));
+  EXPECT_EQ(Ids(), std::vector<std::string>{"nic0"});
+  store_->DeleteInstances(std::make_shared<FilterSpecObject>(kNics));  // empty filter: all
   EXPECT_TRUE(Ids().empty());
 
   store_->SetUserData(Resolver(R"({"domain":"a"})"), EXTERNAL);

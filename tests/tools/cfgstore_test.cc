@@ -229,14 +229,14 @@ TEST_F(CfgstoreTest, SetAndGetRoundTripInBothContexts) {
 
   // Internal writes fill the automatic value, which the user value outranks
   // in the merge: a context mix-up shows as the wrong winner.
-  Ok({"set", "net/interfaces/vnics/vmk1", R"({"mtu":1600})", "--context", "internal"});
-  EXPECT_EQ(Ok({"get", "net/interfaces/vnics/vmk1"}), "{\"mtu\":1600,\"name\":\"vmk1\"}\n");
-  Ok({"set", "net/interfaces/vnics/vmk1", R"({"mtu":9000})", "--context", "user"});
-  Ok({"set", "net/interfaces/vnics/vmk1", R"({"mtu":1700})", "--context", "internal"});
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":1600})", "--context", "internal"});
+  EXPECT_EQ(Ok({"get", "net/interfaces/nics/nic1"}), "{\"mtu\":1600,\"name\":\"nic1\"}\n");
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":9000})", "--context", "user"});
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":1700})", "--context", "internal"});
   // (The merge's member order is the library's business.)
-  const std::string merged = Ok({"get", "net/interfaces/vnics/vmk1"});
+  const std::string merged = Ok({"get", "net/interfaces/nics/nic1"});
   EXPECT_NE(merged.find("\"mtu\":9000"), std::string::npos) << merged;
-  EXPECT_NE(merged.find("\"name\":\"vmk1\""), std::string::npos) << merged;
+  EXPECT_NE(merged.find("\"name\":\"nic1\""), std::string::npos) << merged;
 }
 
 TEST_F(CfgstoreTest, ExitStatusTellsOutcomesApart) {
@@ -251,15 +251,15 @@ TEST_F(CfgstoreTest, ExitStatusTellsOutcomesApart) {
       {{"get", "net/nothing/here"}, 1, R"({"error":{"code":1037,)"},
       {{"kv", "get", "NOTIFY_WARDEN"}, 1, R"({"error":{"code":1031,)"},
       {{"get", "net/dns"}, 2, R"({"error":{"code":1100,)"},
-      {{"get", "net/interfaces/vnics/"}, 2, R"({"error":{"code":1100,)"},
+      {{"get", "net/interfaces/nics/"}, 2, R"({"error":{"code":1100,)"},
       {{"frobnicate"}, 2, R"({"error":{"code":1100,)"},
       {{"set", "net/dns/resolver", "{bad"}, 2, R"({"error":{"code":1080,)"},
       {{"set", "net/dns/resolver", "[1]"}, 2, R"({"error":{"code":1080,)"},
-      {{"set", "net/interfaces/vnics/vmk1", R"({"name":"vmk2"})"}, 2, R"({"error":{"code":1100,)"},
-      {{"set", "net/interfaces/vnics/vmk1", R"({"mtu":99999})"},
+      {{"set", "net/interfaces/nics/nic1", R"({"name":"nic2"})"}, 2, R"({"error":{"code":1100,)"},
+      {{"set", "net/interfaces/nics/nic1", R"({"mtu":99999})"},
        3,
        R"({"error":{"code":1087,"message":"Failed to validate User config","errors":[{"field":"/mtu","error":")"},
-      {{"get", "net/interfaces/vnics"}, 3, R"({"error":{"code":2000,)"},
+      {{"get", "net/interfaces/nics"}, 3, R"({"error":{"code":2000,)"},
   };
   for (const Case& c : cases) {
     const Outcome outcome = Run(c.args);
@@ -304,7 +304,7 @@ TEST_F(CfgstoreTest, SchemaListAndShowDescribeTheTypes) {
             0u)
       << list;
   EXPECT_EQ(list.find("\"schema\""), std::string::npos);
-  const std::string shown = Ok({"schema", "show", "net/interfaces/vnics"});
+  const std::string shown = Ok({"schema", "show", "net/interfaces/nics"});
   EXPECT_NE(shown.find(R"("nonSingleton":true,"bootExempt":false,"schema":{"type":"object")"),
             std::string::npos)
       << shown;
@@ -325,30 +325,30 @@ TEST_F(CfgstoreTest, JsonArgumentsFromAFileAndStandardInput) {
 }
 
 TEST_F(CfgstoreTest, TypeWideCommandsCoverEveryInstance) {
-  Ok({"set", "net/interfaces/vnics/vmk1", R"({"mtu":9000})"});
-  Ok({"set", "net/interfaces/vnics/vmk2", R"({"mtu":1500})"});
-  EXPECT_EQ(Ok({"ids", "net/interfaces/vnics"}), "[\"vmk1\",\"vmk2\"]\n");
-  EXPECT_EQ(Ok({"revision", "net/interfaces/vnics"}), "{\"vmk1\":1,\"vmk2\":1}\n");
-  EXPECT_EQ(Ok({"list", "net/interfaces/vnics", "--filter", R"({"mtu":1500})"}),
-            "[{\"mtu\":1500,\"name\":\"vmk2\"}]\n");
-  EXPECT_EQ(Ok({"list", "net/interfaces/vnics", "--default"}),
-            "[{\"name\":\"vmk0\",\"portgroup\":\"Management Network\",\"mtu\":1500,"
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":9000})"});
+  Ok({"set", "net/interfaces/nics/nic2", R"({"mtu":1500})"});
+  EXPECT_EQ(Ok({"ids", "net/interfaces/nics"}), "[\"nic1\",\"nic2\"]\n");
+  EXPECT_EQ(Ok({"revision", "net/interfaces/nics"}), "{\"nic1\":1,\"nic2\":1}\n");
+  EXPECT_EQ(Ok({"list", "net/interfaces/nics", "--filter", R"({"mtu":1500})"}),
+            "[{\"mtu\":1500,\"name\":\"nic2\"}]\n");
+  EXPECT_EQ(Ok({"list", "net/interfaces/nics", "--default"}),
+            "[{\"name\":\"nic0\",\"network\":\"backend\",\"mtu\":1500,"
             "\"enabled\":true}]\n");
 
-  Ok({"delete", "net/interfaces/vnics", "--filter", R"({"mtu":9000})"});
-  EXPECT_EQ(Ok({"ids", "net/interfaces/vnics"}), "[\"vmk2\"]\n");
+  Ok({"delete", "net/interfaces/nics", "--filter", R"({"mtu":9000})"});
+  EXPECT_EQ(Ok({"ids", "net/interfaces/nics"}), "[\"nic2\"]\n");
   EXPECT_EQ(Run({"delete", "net/dns/resolver", "--filter", "{}"}).status, 2);
-  Ok({"delete", "net/interfaces/vnics"});
-  EXPECT_EQ(Ok({"ids", "net/interfaces/vnics"}), "[]\n");
+  Ok({"delete", "net/interfaces/nics"});
+  EXPECT_EQ(Ok({"ids", "net/interfaces/nics"}), "[]\n");
 }
 
 TEST_F(CfgstoreTest, ExportImportsIntoAFreshRoot) {
   Ok({"set", "net/dns/resolver", R"({"domain":"example.org"})"});
-  Ok({"set", "net/interfaces/vnics/vmk1", R"({"mtu":9000})"});
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":9000})"});
   Ok({"set", "orin/hardware/platform", R"({"serialNumber":"SN1"})", "--source", "vital"});
   const std::string exported = Ok({"export"});
   EXPECT_EQ(exported, R"({"net":{"dns":{"resolver":{"domain":"example.org"}},)"
-                      R"("interfaces":{"vnics":[{"mtu":9000,"name":"vmk1"}]}},)"
+                      R"("interfaces":{"nics":[{"mtu":9000,"name":"nic1"}]}},)"
                       R"("orin":{"hardware":{"platform":{"serialNumber":"SN1"}}}})"
                       "\n");
 
@@ -379,7 +379,7 @@ TEST_F(CfgstoreTest, WatchPrintsTheNotificationOfAWrite) {
 
   ToolProcess watch = Start(root_, {"watch", "--count", "1"});
   ASSERT_TRUE(WaitForFile(work_ / kSocketName));
-  Ok({"set", "net/interfaces/vnics/vmk1", "{}"});  // not on the allowlist
+  Ok({"set", "net/interfaces/nics/nic1", "{}"});  // not on the allowlist
   ToolProcess writer = Start(root_, {"set", "net/dns/resolver", R"({"domain":"a.b"})"});
   EXPECT_EQ(writer.Finish().status, 0);
 

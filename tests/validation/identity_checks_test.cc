@@ -20,8 +20,8 @@ using OrinSchemaStore::SchemaObject;
 using OrinSchemaStore::SchemaStore;
 
 const ConfigStoreObjectId kResolver("resolver", "dns", "net");
-const ConfigStoreObjectId kVnic("vnics", "interfaces", "net", "vmk1");
-const ConfigStoreObjectId kVnicWithoutId("vnics", "interfaces", "net");
+const ConfigStoreObjectId kNic("nics", "interfaces", "net", "nic1");
+const ConfigStoreObjectId kNicWithoutId("nics", "interfaces", "net");
 const ConfigStoreObjectId kKernix("options", "kernix", "orin");
 const ConfigStoreObjectId kProbe("probe", "types", "test");
 constexpr const char* kSingletonExpected =
@@ -41,7 +41,7 @@ class IdentityChecksTest : public ::testing::Test {
  protected:
   cstest::SampleSchemaRoot root_;
   SchemaPtr resolver_ = Stored(kResolver);
-  SchemaPtr vnic_ = Stored(kVnic);
+  SchemaPtr nic_ = Stored(kNic);
 };
 
 TEST_F(IdentityChecksTest, MissingSchemaNamesTheIdentifier) {
@@ -56,18 +56,18 @@ TEST_F(IdentityChecksTest, MissingSchemaNamesTheIdentifier) {
 
 TEST_F(IdentityChecksTest, InstanceIdsMustMatchTheTypesKind) {
   EXPECT_NO_THROW(ValidateCsoId(kResolver, resolver_));
-  EXPECT_NO_THROW(ValidateCsoId(kVnic, vnic_));
-  EXPECT_NO_THROW(ValidateCsoId(Object(kVnic, "{}", vnic_), vnic_));
+  EXPECT_NO_THROW(ValidateCsoId(kNic, nic_));
+  EXPECT_NO_THROW(ValidateCsoId(Object(kNic, "{}", nic_), nic_));
   EXPECT_CS_ERROR(ValidationException, 2000, "Singleton object cannot contain instanceId",
                   ValidateCsoId(ConfigStoreObjectId("resolver", "dns", "net", "x"), resolver_));
   EXPECT_CS_ERROR(ValidationException, 2000, "Non-Singleton object should contain instanceId",
-                  ValidateCsoId(Object(kVnicWithoutId, "{}", vnic_), vnic_));
+                  ValidateCsoId(Object(kNicWithoutId, "{}", nic_), nic_));
   EXPECT_CS_ERROR(ValidationException, 2000, "Non-Singleton object should contain instanceId",
                   validateInstanceId(kResolver));
-  EXPECT_NO_THROW(validateInstanceId(kVnic));
+  EXPECT_NO_THROW(validateInstanceId(kNic));
   // The instance APIs take identifiers with and without an instance id.
-  EXPECT_TRUE(ValidateCsoIdInstances(kVnicWithoutId, vnic_));
-  EXPECT_TRUE(ValidateCsoIdInstances(std::make_shared<FilterSpecObject>(kVnic), vnic_));
+  EXPECT_TRUE(ValidateCsoIdInstances(kNicWithoutId, nic_));
+  EXPECT_TRUE(ValidateCsoIdInstances(std::make_shared<FilterSpecObject>(kNic), nic_));
   EXPECT_CS_ERROR(ValidationException, 2000, kSingletonExpected,
                   ValidateCsoIdInstances(kResolver, resolver_));
   EXPECT_CS_ERROR(ValidationException, 2000, kSingletonExpected,

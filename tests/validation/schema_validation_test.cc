@@ -209,17 +209,17 @@ TEST_F(StoredTypesTest, DocumentsAreCheckedAgainstTheirTypes) {
   using Faults = std::vector<std::string>;
   const std::pair<const char*, Faults> cases[] = {
       {R"({"net": {"dns": {"resolver": {"domain": "x"}},
-                   "interfaces": {"vnics": [{"name": "vmk0", "macAddress": "00:11:22:33:44:55"},
-                                            {"name": "vmk1", "addresses": [{"address": "a"}]}]}},
+                   "interfaces": {"nics": [{"name": "nic0", "macAddress": "00:11:22:33:44:55"},
+                                            {"name": "nic1", "addresses": [{"address": "a"}]}]}},
            "orin": {"inventory": {"pciDevices": {"deviceCount": 1}}},
            "test": {"disk pools": {"disks": [{"id": "d0", "sizeGb": 8}]}}})",
        {}},
       {R"({"net": {"dns": {"resolver": {}, "nothing": {}}}, "nope": {"g": {"k": {}}}})",
        {"/net/dns/nothing", "/nope/g/k"}},
-      {R"({"net": {"interfaces": {"vnics": [{"name": "vmk0"}, {"name": "vmk0"}]}}})",
-       {"/net/interfaces/vnics/1/name"}},
-      {R"({"net": {"interfaces": {"vnics": {"name": "vmk0"}}}, "orin": 5})",
-       {"/net/interfaces/vnics", "/orin"}},
+      {R"({"net": {"interfaces": {"nics": [{"name": "nic0"}, {"name": "nic0"}]}}})",
+       {"/net/interfaces/nics/1/name"}},
+      {R"({"net": {"interfaces": {"nics": {"name": "nic0"}}}, "orin": 5})",
+       {"/net/interfaces/nics", "/orin"}},
       {R"({"test": {"disk pools": {"disks": [{"id": "d0", "sizeGb": 0}]}}})",
        {"/test/disk pools/disks/0/sizeGb"}},
   };
@@ -230,11 +230,11 @@ TEST_F(StoredTypesTest, DocumentsAreCheckedAgainstTheirTypes) {
   EXPECT_EQ(Pairs(errors), (Entries{{"/", "INCORRECT TYPE: expected object."}}));
 
   // A user's document may hold no vital or cached members, at any level.
-  EXPECT_EQ(DocumentFaults(R"({"net": {"interfaces": {"vnics": [{"name": "vmk0",
+  EXPECT_EQ(DocumentFaults(R"({"net": {"interfaces": {"nics": [{"name": "nic0",
                                 "macAddress": "00:11:22:33:44:55"}]}},
                                "orin": {"inventory": {"pciDevices": {"deviceCount": 1}}},
                                "test": {"disk pools": {"disks": [{"id": "d0"}]}}})"),
-            (Faults{"/net/interfaces/vnics/0/macAddress", "/orin/inventory/pciDevices",
+            (Faults{"/net/interfaces/nics/0/macAddress", "/orin/inventory/pciDevices",
                     "/test/disk pools/disks"}));
 }
 
