@@ -22,10 +22,6 @@
 
 namespace DBStore {
 
-// The wait for a busy database of the statements that take no timeout
-// argument (transaction control, the key-value table): the library's own.
-constexpr int kDefaultTimeoutMs = 3000;
-
 // The identity of a database file, so that a pooled connection on a file
 // that was since deleted or replaced is not handed out for the new one.
 struct FileId {

@@ -2,7 +2,7 @@
 // inside it.
 
 #include "db_store_internal.h"
-#include "platform/format.h"
+#include "errors/format.h"
 
 namespace DBStore {
 

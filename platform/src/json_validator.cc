@@ -1,22 +1,39 @@
+// Validation against a schema with tags: running the checks the tags
+// select, and writing their problems as the report callers get.
+
 #include "platform/json_validator.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <exception>
+#include <set>
 #include <utility>
 
-#include "json_validator_cache.h"
-#include "json_validator_report.h"
-#include "json_validator_results.h"
-#include "json_validator_tags.h"
-#include "platform/config_store_document.h"
-#include "platform/format.h"
+#include "errors/format.h"
+#include "json/document.h"
+#include "json_validator_internal.h"
 
 namespace OrinConfigStore {
 
 namespace {
 
+constexpr const char* kRootField = "/";
+
 constexpr const char* kSchemaUnusable = "schema cannot be used: %s";
 constexpr const char* kValidationFailed = "validation could not run: %s";
 constexpr const char* kUnknownFailure = "unknown failure";
+
+std::size_t PointerDepth(const std::string& pointer) {
+  return static_cast<std::size_t>(std::count(pointer.begin(), pointer.end(), '/'));
+}
+
+JVal ReportEntry(const ValidatorError& entry, JAllocator& allocator) {
+  const std::string& field = entry.field.empty() ? std::string(kRootField) : entry.field;
+  JVal object(rapidjson::kObjectType);
+  object.AddMember("field", JVal(field, allocator), allocator);
+  object.AddMember("error", JVal(entry.error, allocator), allocator);
+  return object;
+}
 
 bool HasTag(const std::unordered_set<int>& tags, int tag) { return tags.count(tag) != 0; }
 
@@ -61,6 +78,24 @@ ValidatorErrors CollectErrors(const JVal& schema, const JVal& value,
 }
 
 }  // namespace
+
+bool PointerWithin(const std::string& pointer, const std::string& ancestor) {
+  return pointer.compare(0, ancestor.size(), ancestor) == 0 &&
+         (pointer.size() == ancestor.size() || pointer[ancestor.size()] == '/');
+}
+
+void WriteReport(ValidatorErrors errors, JDoc& result) {
+  std::stable_sort(errors.begin(), errors.end(),
+                   [](const ValidatorError& a, const ValidatorError& b) {
+                     return PointerDepth(a.field) > PointerDepth(b.field);
+                   });
+  result.SetArray();
+  std::set<std::pair<std::string, std::string>> seen;
+  for (const ValidatorError& entry : errors) {
+    if (!seen.emplace(entry.field, entry.error).second) continue;
+    result.PushBack(ReportEntry(entry, result.GetAllocator()), result.GetAllocator());
+  }
+}
 
 void JsonValidator::Validate(const JVal& schema, const JVal& value, JDoc& result,
                              const std::unordered_set<int>& tags, const std::string& context) {

@@ -1,11 +1,12 @@
-#include "json_validator_tags.h"
+#include "json/document.h"
+#include "json_validator_internal.h"
 
 #include <string>
 #include <unordered_set>
 #include <utility>
 
-#include "json_validator_schema.h"
-#include "platform/format.h"
+#include "schema_reading.h"
+#include "errors/format.h"
 
 namespace OrinConfigStore {
 

@@ -5,8 +5,8 @@
 
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
-#include "platform/config_store_document.h"
-#include "platform/host_path.h"
+#include "json/document.h"
+#include "platform/host.h"
 
 namespace OrinSchemaStore {
 

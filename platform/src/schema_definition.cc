@@ -4,7 +4,7 @@
 #include <unordered_set>
 
 #include "configstore/exceptions.h"
-#include "platform/config_store_document.h"
+#include "json/document.h"
 #include "platform/json_validator.h"
 #include "platform/schema_walk.h"
 

@@ -5,7 +5,7 @@
 #include <rapidjson/pointer.h>
 #include <rapidjson/stringbuffer.h>
 
-#include "json_validator_schema.h"
+#include "schema_reading.h"
 #include "platform/schema_walk.h"
 
 namespace OrinSchemaStore {

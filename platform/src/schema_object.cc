@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "platform/config_store_document.h"
+#include "json/document.h"
 #include "platform/schema_walk.h"
 
 namespace OrinSchemaStore {

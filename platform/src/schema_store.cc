@@ -1,16 +1,21 @@
+// Lookups of object types, the process-wide cache of parsed types, and the
+// description of every stored type.
+
 #include "platform/schema_store.h"
 
 #include <sys/stat.h>
 
 #include <ctime>
 
-#include "platform/process.h"
+#include "configstore/provisioning.h"
+#include "platform/host.h"
 #include "platform/schema_database.h"
 
 namespace OrinSchemaStore {
 
 namespace {
 
+using OrinConfigStore::JAllocator;
 using TypeKey = std::tuple<std::string, std::string, std::string>;
 
 // How long after its last change a file counts as settled. A commit moves
@@ -163,6 +168,10 @@ class TypeCache {
   std::map<TypeKey, std::shared_ptr<SchemaObject>> types_;
 };
 
+JVal Text(const std::string& text, JAllocator& allocator) {
+  return JVal(text.c_str(), static_cast<rapidjson::SizeType>(text.size()), allocator);
+}
+
 }  // namespace
 
 std::shared_ptr<SchemaObject> SchemaObjectCache::Get(const std::string& component,
@@ -201,6 +210,27 @@ std::vector<std::shared_ptr<SchemaObject>> SchemaStore::GetSchemaObjects() const
     }
   }
   return types;
+}
+
+void InitializeSchemaStore() { CreateSchemaStore(); }
+
+std::shared_ptr<OrinConfigStore::JsonDoc> DescribeSchemas() {
+  auto description = OrinConfigStore::CreateDocument();
+  auto& types = description->GetDocument();
+  JAllocator& allocator = types.GetAllocator();
+  types.SetArray();
+  for (const auto& schema : SchemaStore::GetStore()->GetSchemaObjects()) {
+    JVal type(rapidjson::kObjectType);
+    type.AddMember("component", Text(schema->GetComponent(), allocator), allocator);
+    type.AddMember("group", Text(schema->GetGroup(), allocator), allocator);
+    type.AddMember("key", Text(schema->GetKey(), allocator), allocator);
+    type.AddMember("version", Text(schema->GetVersion(), allocator), allocator);
+    type.AddMember("nonSingleton", schema->IsNonSingleton(), allocator);
+    type.AddMember("bootExempt", schema->IsBootExempt(), allocator);
+    type.AddMember("schema", JVal(schema->GetSchemaJson(), allocator), allocator);
+    types.PushBack(type, allocator);
+  }
+  return description;
 }
 
 }  // namespace OrinSchemaStore

@@ -1,7 +1,7 @@
 #include "platform/schema_walk.h"
 
-#include "json_validator_schema.h"
-#include "platform/json_pointer.h"
+#include "schema_reading.h"
+#include "json/document.h"
 
 namespace OrinSchemaStore {
 

@@ -2,11 +2,11 @@
 
 #include <sqlite3.h>
 
+#include "platform/db_store.h"
+
 namespace OrinConfigStore {
 
 namespace {
-constexpr int kBusyTimeoutMs = 3000;
-
 int OpenFlags(SqliteDb::Mode mode) {
   switch (mode) {
     case SqliteDb::Mode::kReadOnly:
@@ -29,7 +29,7 @@ std::unique_ptr<SqliteDb> SqliteDb::Open(const std::string& path, Mode mode, std
     sqlite3_close_v2(db);
     return nullptr;
   }
-  sqlite3_busy_timeout(db, kBusyTimeoutMs);
+  sqlite3_busy_timeout(db, DBStore::kStatementTimeoutMs);
   return std::unique_ptr<SqliteDb>(new SqliteDb(db));
 }
 

@@ -1,22 +1,20 @@
-#include "boot_status.h"
+// The desired configuration staged for the next boot, its application, and
+// the kernel options object.
 
-#include "key_value.h"
+#include "boot_status.h"
 
 #include <string>
 
-#include "config_reads.h"
-#include "configstore/logger.h"
-#include "key_value.h"
-#include "objects/config_store_object_impl.h"
+#include "config_writes.h"
+#include "configstore/exceptions.h"
 #include "objects/config_store_object_internal.h"
-#include "objects/filter_match.h"
-#include "objects/object_helpers.h"
+#include "objects/filter_object_impl.h"
 #include "objects/object_merge.h"
 #include "platform/schema_object.h"
+#include "platform/switches.h"
+#include "source_split.h"
 #include "sql_format.h"
-#include "store/config_store_impl.h"
-#include "validation/identity_checks.h"
-#include "validation/schema_validation.h"
+#include "write_statements.h"
 
 namespace OrinConfigStore {
 
@@ -60,11 +58,20 @@ constexpr const char* kRestoreFailed = "Database call to update configuration fa
 constexpr const char* kDropFailed =
     "DeleteDesiredValue: Failed to delete DesiredValue for given csoId.";
 constexpr const char* kGetFailed = "Get failed: ";
-constexpr const char* kLogInvoked = "%s invoked";
-constexpr const char* kUserValue = "UserValue";
-constexpr const char* kDesiredValue = "DesiredValue";
-constexpr const char* kValue = "Value";
-constexpr const char* kIdentifier = "Identifier";
+constexpr const char* kReadOrdinary =
+    "SELECT Version, CASE WHEN DesiredValue IS NULL THEN UserValue ELSE DesiredValue END as "
+    "Value, VitalValue from Config WHERE Name='options' and ConfigGroup='kernix' and "
+    "Component='orin';";
+constexpr const char* kReadDesiredBoot =
+    "SELECT duc1.Version, duc1.Value, c1.VitalValue from DesiredUserConfig duc1 LEFT JOIN Config "
+    "c1 ON duc1.Name = c1.Name and duc1.ConfigGroup = c1.ConfigGroup and duc1.Component = "
+    "c1.Component WHERE duc1.Name='options' and duc1.ConfigGroup='kernix' and "
+    "duc1.Component='orin' union SELECT duc2.Version, duc2.Value, c2.VitalValue from Config c2 "
+    "LEFT JOIN DesiredUserConfig duc2 ON c2.Name = duc2.Name and c2.ConfigGroup = "
+    "duc2.ConfigGroup and c2.Component = duc2.Component WHERE c2.Name='options' and "
+    "c2.ConfigGroup='kernix' and c2.Component='orin';";
+constexpr const char* kKernelWriteFailed =
+    "Database call to update Kernel options configuration failed for: ";
 
 bool Run(const Connection& connection, const std::string& statement,
          const std::vector<std::string>& values = {}) {
@@ -135,29 +142,8 @@ void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& obje
   }
 }
 
-void SetBootStatus(const ConfigStoreObjectId& id, bool success) {
-  SetBootStatusInternal(id, success, GetDBStore(DBStore::CONFIG, true));
-}
-
-void SetPartialBootStatus(std::shared_ptr<ConfigStoreObject> object) {
-  if (ObjIsEmpty(object, "SetPartialBootStatus")) return;
-  const SchemaPtr schema = LookupSchema(object->GetConfigStoreObjectId());
-  ValidatePartialConfig(schema, object);
-  SetPartialBootStatusInternal(object, schema, GetDBStore(DBStore::CONFIG, true));
-}
-
-std::shared_ptr<ConfigStoreObject> GetDesiredUserConfig(const ConfigStoreObjectId& id) {
-  CSLogger::Log(4, kLogInvoked, "GetDesiredUserConfig");
-  const SchemaPtr schema = LookupSchema(id);
-  ValidateCsoId(id, schema);
-  return GetDesiredInternal(id, GetDBStore(DBStore::CONFIG, true), schema);
-}
-
-std::vector<std::shared_ptr<ConfigStoreObject>> GetDesiredUserConfigInstances(
-    const ConfigStoreObjectId& id) {
-  CSLogger::Log(4, kLogInvoked, "GetDesiredUserConfigInstances");
-  const SchemaPtr schema = LookupSchema(id);
-  ValidateCsoIdInstances(id, schema);
+std::vector<std::shared_ptr<ConfigStoreObject>> GetDesiredInstancesInternal(
+    const ConfigStoreObjectId& id, const Connection& connection, const SchemaPtr& schema) {
   std::vector<std::shared_ptr<ConfigStoreObject>> objects;
   ConfigStoreObjectId instance = id;
   auto visit = [&](const RowView& row) {
@@ -167,11 +153,42 @@ std::vector<std::shared_ptr<ConfigStoreObject>> GetDesiredUserConfigInstances(
       objects.push_back(std::move(object));
     }
   };
-  if (VisitRows(GetDBStore(DBStore::CONFIG, true),
-                FormatSql(kReadDesiredInstances, IdentifierParts(id, false)), visit) == 1) {
+  if (VisitRows(connection, FormatSql(kReadDesiredInstances, IdentifierParts(id, false)), visit) ==
+      1) {
     throw ConfigStoreException(kGetFailed + id.toString());
   }
   return objects;
+}
+
+std::shared_ptr<ConfigStoreObject> GetKernelOptionsInternal(const ConfigStoreObjectId& id,
+                                                            const Connection& connection,
+                                                            const SchemaPtr& schema) {
+  const char* statement =
+      IsBootModeDesiredUserConfig(connection) ? kReadDesiredBoot : kReadOrdinary;
+  std::shared_ptr<ConfigStoreObject> options;
+  auto visit = [&](const RowView& row) {
+    RowLayers layers(row, id, schema);
+    auto value = layers.Layer(kValue);
+    options = MergeConfig(std::move(value), layers.Layer(kVitalValue), nullptr, nullptr);
+  };
+  if (VisitRows(connection, statement, visit) == 1) {
+    throw ConfigStoreException(kGetFailed + id.toString());
+  }
+  return options;
+}
+
+void SetKernelOptionsInternal(const std::shared_ptr<ConfigStoreObject>& object,
+                              const SchemaPtr& schema, const Connection& connection) {
+  const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
+  const std::string statement =
+      FormatSql(Statements().kernelOptions.c_str(),
+                {id.instanceId, id.key, id.group, id.component, VersionToStore(*object, schema)});
+  const std::vector<std::string> values{
+      GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kUser)),
+      GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kVital))};
+  if (DBStore::Execute(connection, statement, values, {}, kStatementTimeoutMs) != 0) {
+    throw ConfigStoreException(kKernelWriteFailed + id.toString());
+  }
 }
 
 }  // namespace OrinConfigStore

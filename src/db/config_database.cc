@@ -5,8 +5,9 @@
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
 #include "configstore/provisioning.h"
+#include "config_table.h"
 #include "platform/db_store.h"
-#include "platform/host_path.h"
+#include "platform/host.h"
 
 namespace OrinConfigStore {
 
@@ -71,12 +72,11 @@ const std::string kUpdateModifiedTimeTrigger =
     "SET ModifiedTime=(datetime(CURRENT_TIMESTAMP)) WHERE Name=NEW.Name and "
     "Component=NEW.Component and ConfigGroup=New.ConfigGroup and Identifier=NEW.Identifier; END;";
 
-constexpr int kTimeoutMs = 3000;
 constexpr const char* kLogFailed = "InitializeDatabase: %s failed";
 
 void Run(const std::shared_ptr<DBStore::StoreConnection>& connection, const std::string& statement,
          CSErrorCodes code) {
-  if (DBStore::ExecuteV2(connection, statement, nullptr, nullptr, kTimeoutMs) != 0) {
+  if (DBStore::ExecuteV2(connection, statement, nullptr, nullptr, kStatementTimeoutMs) != 0) {
     CSLogger::Log(0, kLogFailed, statement.c_str());
     ThrowException<ConfigStoreException>(code);
   }

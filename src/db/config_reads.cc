@@ -1,8 +1,11 @@
 #include "config_reads.h"
 
+#include <cstdlib>
+
+
 #include "configstore/host.h"
 #include "configstore/logger.h"
-#include "objects/filter_match.h"
+#include "objects/filter_object_impl.h"
 #include "platform/schema_object.h"
 #include "sql_format.h"
 
@@ -48,15 +51,20 @@ constexpr const char* kGetInstances =
     "CreationTime, ModifiedTime, Revision from config where Name='%s' and ConfigGroup='%s' and "
     "Component='%s';";
 
+constexpr const char* kRevisionOfInstance =
+    "select identifier, Revision from config where Name='%s' and ConfigGroup='%s' and "
+    "Component='%s' and Identifier='%s';";
+constexpr const char* kRevisionsOfKey =
+    "select identifier, Revision from config where Name='%s' and ConfigGroup='%s' and "
+    "Component='%s'; ";
+constexpr const char* kInstanceIds =
+    "select identifier from config where Name='%s' and ConfigGroup='%s' and Component='%s';";
+
 constexpr const char* kGetFailed = "Get failed: ";
+constexpr const char* kRevisionFailed = "GetRevision command failed";
+constexpr const char* kInstanceIdsFailed = "GetInstanceIds failed";
 constexpr const char* kRowsFailed = "Get store rows failed.";
 constexpr const char* kLogNotFound = "Object not found: %s";
-constexpr const char* kAutoConfValue = "AutoConfValue";
-constexpr const char* kVitalValue = "VitalValue";
-constexpr const char* kCachedValue = "CachedValue";
-constexpr const char* kValue = "Value";
-constexpr const char* kIdentifier = "Identifier";
-constexpr const char* kUserValue = "UserValue";
 
 // Reads the identifier's row and builds the object `build` makes of it
 // (null without a row; with several, the last). Only a database result of
@@ -106,6 +114,9 @@ std::vector<std::shared_ptr<ConfigStoreObject>> ReadInstances(const std::string&
   if (VisitRows(connection, statement, visit) == 1) throw ConfigStoreException(kRowsFailed);
   return objects;
 }
+
+// A column's text as a number, as atoi reads it; 0 for an absent column.
+int Number(const char* text) { return text != nullptr ? std::atoi(text) : 0; }
 
 }  // namespace
 
@@ -187,6 +198,44 @@ std::vector<std::shared_ptr<ConfigStoreObject>> GetDefaultConfigInstancesInterna
       ReadInstances(FormatSql(one ? kGetDefault : kGetDefaults, IdentifierParts(id, one)), id,
                     connection, schema, MergedDefaultRow);
   return FilterConfigStoreObjects(objects, filter);
+}
+
+int GetRevisionInternal(const ConfigStoreObjectId& id, const Connection& connection) {
+  int revision = -1;
+  auto visit = [&](const RowView& row) {
+    if (const char* text = row.Get(kRevision)) revision = Number(text);
+  };
+  if (VisitRows(connection, FormatSql(kRevisionOfInstance, IdentifierParts(id)), visit) == 1) {
+    throw ConfigStoreException(kRevisionFailed);
+  }
+  return revision;
+}
+
+std::vector<std::string> GetInstanceIdsInternal(const ConfigStoreObjectId& id,
+                                                const Connection& connection) {
+  std::vector<std::string> ids;
+  auto visit = [&](const RowView& row) {
+    const char* identifier = row.Get(kIdentifier);
+    ids.push_back(identifier != nullptr ? identifier : "");
+  };
+  if (VisitRows(connection, FormatSql(kInstanceIds, IdentifierParts(id, false)), visit) == 1) {
+    throw ConfigStoreException(kInstanceIdsFailed);
+  }
+  return ids;
+}
+
+std::vector<std::pair<std::string, int>> GetInstancesRevisionInternal(
+    const ConfigStoreObjectId& id, const Connection& connection) {
+  const bool one = !id.instanceId.empty();
+  std::vector<std::pair<std::string, int>> revisions;
+  auto visit = [&](const RowView& row) {
+    const char* identifier = row.Get(kIdentifier);
+    revisions.emplace_back(identifier != nullptr ? identifier : "", Number(row.Get(kRevision)));
+  };
+  const std::string statement =
+      FormatSql(one ? kRevisionOfInstance : kRevisionsOfKey, IdentifierParts(id, one));
+  if (VisitRows(connection, statement, visit) == 1) throw ConfigStoreException(kRevisionFailed);
+  return revisions;
 }
 
 }  // namespace OrinConfigStore

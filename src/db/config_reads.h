@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "configstore/config_store.h"
@@ -49,6 +50,17 @@ std::vector<std::shared_ptr<ConfigStoreObject>> GetConfigInstancesInternal(
 std::vector<std::shared_ptr<ConfigStoreObject>> GetDefaultConfigInstancesInternal(
     const std::shared_ptr<FilterSpecObject>& filter, const Connection& connection,
     const SchemaPtr& schema);
+
+// The stored revision, or -1 when nothing is stored (ConfigStoreException
+// 2000 "GetRevision command failed" when the read fails).
+int GetRevisionInternal(const ConfigStoreObjectId& id, const Connection& connection);
+// The instance ids of the identifier's type ("GetInstanceIds failed").
+std::vector<std::string> GetInstanceIdsInternal(const ConfigStoreObjectId& id,
+                                                const Connection& connection);
+// (instance id, revision) of every instance of the type, or of the one the
+// identifier names ("GetRevision command failed").
+std::vector<std::pair<std::string, int>> GetInstancesRevisionInternal(
+    const ConfigStoreObjectId& id, const Connection& connection);
 
 // Whole-table and row reads for export, boot handling and kernel options.
 RowList GetStoreRows(const std::string& statement, const Connection& connection);

@@ -19,11 +19,6 @@ constexpr const char* kCompleteWriteFailed = "WriteComplete failed";
 constexpr const char* kDeleteFailed = "Delete failed: ";
 constexpr const char* kDeleteInstancesFailed = "Delete instances failed: ";
 constexpr const char* kClearFailed = "Failed to Delete in SetConfigInstancesInternal";
-constexpr const char* kAutoConfValue = "AutoConfValue";
-constexpr const char* kUserValue = "UserValue";
-constexpr const char* kVitalValue = "VitalValue";
-constexpr const char* kCachedValue = "CachedValue";
-constexpr const char* kVersion = "Version";
 
 // The identifier and version in the order of the positional placeholders.
 std::vector<std::string> RowParts(const ConfigStoreObjectId& id, const std::string& version) {

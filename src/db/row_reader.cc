@@ -6,7 +6,7 @@
 
 #include "objects/config_store_object_impl.h"
 #include "objects/config_store_object_internal.h"
-#include "objects/json_lookup.h"
+#include "json/document.h"
 #include "objects/object_merge.h"
 #include "platform/schema_object.h"
 
@@ -14,12 +14,6 @@ namespace OrinConfigStore {
 
 namespace {
 
-constexpr const char* kVersion = "Version";
-constexpr const char* kCreationTime = "CreationTime";
-constexpr const char* kModifiedTime = "ModifiedTime";
-constexpr const char* kRevision = "Revision";
-constexpr const char* kSuccess = "Success";
-constexpr const char* kUserValue = "UserValue";
 constexpr const char* kSuccessful = "1";
 
 void Store(RowMap& row, int columns, char** values, char** names) {

@@ -12,6 +12,7 @@
 
 #include "configstore/config_store_object.h"
 #include "configstore/json_doc.h"
+#include "config_table.h"
 #include "platform/db_store.h"
 
 namespace OrinSchemaStore {
@@ -28,9 +29,6 @@ using RowMap = std::unordered_map<std::string, std::string>;
 using RowList = std::vector<std::shared_ptr<RowMap>>;
 using Connection = std::shared_ptr<DBStore::StoreConnection>;
 using SchemaPtr = std::shared_ptr<OrinSchemaStore::SchemaObject>;
-
-// Every statement of the library runs with this busy timeout.
-constexpr int kStatementTimeoutMs = 3000;
 
 // Runs `statement` and collects every row into one map (a later row
 // overwrites an earlier one's entries). Returns the database's result.

@@ -7,13 +7,15 @@
 
 #include "configstore/exceptions.h"
 #include "configstore/provisioning.h"
-#include "platform/config_store_document.h"
+#include "json/document.h"
+#include "config_table.h"
 #include "platform/db_store.h"
-#include "platform/format.h"
+#include "errors/format.h"
 #include "platform/schema_database.h"
 #include "platform/schema_definition.h"
 #include "platform/schema_walk.h"
 #include "source_split.h"
+#include "transaction.h"
 
 namespace OrinSchemaStore {
 
@@ -22,6 +24,9 @@ namespace {
 using OrinConfigStore::ConfigStoreException;
 using OrinConfigStore::JVal;
 using OrinConfigStore::ValueSource;
+using OrinConfigStore::InsideFailure;
+using OrinConfigStore::TransactionFailure;
+using OrinConfigStore::TransactionPolicy;
 
 constexpr const char* kTextSource = "JSON text";
 constexpr const char* kUnreadableFile = "Invalid schema definition in %s: the file cannot be read";
@@ -31,7 +36,6 @@ constexpr const char* kInsertDefault =
     "INSERT OR REPLACE INTO DefaultConfig(Component, ConfigGroup, Name, Identifier, Version, "
     "Value, VitalValue, CachedValue, CreationTime) "
     "VALUES(?, ?, ?, ?, ?, ?, ?, ?, datetime(CURRENT_TIMESTAMP));";
-constexpr int kTimeoutMs = 3000;
 
 using Connection = std::shared_ptr<DBStore::StoreConnection>;
 
@@ -59,12 +63,12 @@ bool WriteInstance(const Connection& connection, const SchemaDefinition& definit
       PartText(instance, schema, ValueSource::kVital),
       PartText(instance, schema, ValueSource::kCached),
   };
-  return DBStore::Execute(connection, kInsertDefault, values, {}, kTimeoutMs) == 0;
+  return DBStore::Execute(connection, kInsertDefault, values, {}, DBStore::kStatementTimeoutMs) == 0;
 }
 
 bool WriteDefaults(const Connection& connection, const SchemaDefinition& definition) {
   const std::vector<std::string> names{definition.component, definition.group, definition.key};
-  if (DBStore::Execute(connection, kDeleteDefaults, names, {}, kTimeoutMs) != 0) return false;
+  if (DBStore::Execute(connection, kDeleteDefaults, names, {}, DBStore::kStatementTimeoutMs) != 0) return false;
   if (!definition.defaultConfig) return true;
   const JVal& defaults = *definition.defaultConfig;
   if (defaults.IsObject()) return WriteInstance(connection, definition, defaults);
@@ -80,22 +84,14 @@ bool WriteDefaults(const Connection& connection, const SchemaDefinition& definit
 void StoreDefaults(const std::vector<SchemaDefinition>& definitions) {
   OrinConfigStore::InitializeDatabase();
   const auto connection = DBStore::GetConnection(DBStore::CONFIG);
-  if (!connection || DBStore::BeginTransaction(connection) != 0) {
-    OrinConfigStore::ThrowException<ConfigStoreException>(OrinConfigStore::CS_ERR_TXN_START);
-  }
-  bool written = true;
-  try {
+  const TransactionPolicy policy{TransactionFailure::Coded(OrinConfigStore::CS_ERR_TXN_START),
+                                 TransactionFailure::Coded(OrinConfigStore::CS_ERR_DB_WRITE),
+                                 InsideFailure::kAsRaised};
+  OrinConfigStore::RunInTransaction(connection, policy, [&] {
     for (const SchemaDefinition& definition : definitions) {
-      written = written && WriteDefaults(connection, definition);
+      if (!WriteDefaults(connection, definition)) policy.commit.Raise();
     }
-  } catch (...) {
-    DBStore::CancelTransaction(connection);
-    throw;
-  }
-  if (!written || DBStore::CommitTransaction(connection) != 0) {
-    DBStore::CancelTransaction(connection);
-    OrinConfigStore::ThrowException<ConfigStoreException>(OrinConfigStore::CS_ERR_DB_WRITE);
-  }
+  });
 }
 
 std::size_t Load(const std::string& text, const std::string& source) {

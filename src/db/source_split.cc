@@ -3,8 +3,7 @@
 #include "configstore/exceptions.h"
 #include "objects/config_store_object_impl.h"
 #include "objects/config_store_object_internal.h"
-#include "objects/json_lookup.h"
-#include "objects/object_helpers.h"
+#include "json/document.h"
 #include "platform/schema_object.h"
 #include "platform/schema_walk.h"
 

@@ -3,7 +3,7 @@
 
 #include "config_reads.h"
 #include "configstore/logger.h"
-#include "platform/host_path.h"
+#include "platform/host.h"
 #include "platform/schema_database.h"
 #include "sql_format.h"
 

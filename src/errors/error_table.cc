@@ -3,7 +3,7 @@
 
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
-#include "platform/format.h"
+#include "errors/format.h"
 
 namespace OrinConfigStore {
 

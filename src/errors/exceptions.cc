@@ -1,11 +1,65 @@
+// The exception classes through which every failure reaches callers, the
+// pulse chain they carry, and the functions that raise them from an error
+// code.
+
 #include "configstore/exceptions.h"
 
+#include <cstdarg>
 #include <utility>
 
+#include "configstore/json.h"
 #include "configstore/logger.h"
+#include "errors/format.h"
 
 namespace Helm {
 namespace Lib {
+
+namespace {
+
+constexpr const char* kPulseHeader = "\nPulse Stack: \n";
+
+// Fills "%s" with the arguments in order and turns "%%" into "%"; any other
+// character, and a "%s" beyond the last argument, is kept as written.
+std::string FormatEntry(const std::string& format, const std::vector<std::string>& args) {
+  std::string text;
+  text.reserve(format.size());
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    const bool directive = format[i] == '%' && i + 1 < format.size();
+    if (directive && format[i + 1] == '%') {
+      text += '%';
+      ++i;
+    } else if (directive && format[i + 1] == 's' && next < args.size()) {
+      text += args[next++];
+      ++i;
+    } else {
+      text += format[i];
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+void PulseMessage::Add(std::string tag, std::string format, std::vector<std::string> args) {
+  chain_.push_front(Entry{std::move(tag), std::move(format), std::move(args)});
+}
+
+std::string PulseMessage::ToString() const {
+  if (chain_.empty()) return std::string();
+  std::vector<std::string> pieces;
+  std::size_t total = std::char_traits<char>::length(kPulseHeader);
+  for (const Entry& entry : chain_) {
+    pieces.push_back("[" + entry.tag + "]: " + FormatEntry(entry.format, entry.args));
+    total += pieces.back().size();
+  }
+  std::string text;
+  text.reserve(total);
+  text += kPulseHeader;
+  // The head of the chain is the newest entry; the stack reads oldest first.
+  for (auto piece = pieces.rbegin(); piece != pieces.rend(); ++piece) text += *piece;
+  return text;
+}
 
 HelmException::HelmException(std::string message) : message_(std::move(message)) {}
 
@@ -24,6 +78,7 @@ namespace {
 constexpr const char* kCodePrefix = "Error Code: ";
 constexpr const char* kMessagePrefix = "Message: ";
 constexpr const char* kDetailsHeader = "Details: \n";
+constexpr const char* kInvalidJson = "Invalid JSON";
 }  // namespace
 
 ConfigStoreException::ConfigStoreException(int code, const std::string& message)
@@ -63,5 +118,33 @@ std::string ValidationException::toString() const {
 
 InvalidArgumentException::~InvalidArgumentException() = default;
 InvalidTypeException::~InvalidTypeException() = default;
+
+
+// Each looks the template up before touching the arguments, so an unknown
+// code raises std::out_of_range from the lookup itself.
+
+template <typename T>
+void ThrowException(CSErrorCodes code, ...) {
+  const char* format = GetErrorTemplate(code);
+  va_list args;
+  va_start(args, code);
+  const std::string text = Str_VFormat(format, args);
+  va_end(args);
+  throw T(code, text);
+}
+
+template void ThrowException<ConfigStoreException>(CSErrorCodes, ...);
+template void ThrowException<InvalidArgumentException>(CSErrorCodes, ...);
+
+void ThrowValidation(CSErrorCodes code, std::vector<ErrorInfo> errors, ...) {
+  const char* format = GetErrorTemplate(code);
+  va_list args;
+  va_start(args, errors);
+  const std::string text = Str_VFormat(format, args);
+  va_end(args);
+  throw ValidationException(code, text.c_str(), errors);
+}
+
+void ThrowInvalidJson() { throw ConfigStoreException(kInvalidJson); }
 
 }  // namespace OrinConfigStore

@@ -9,8 +9,8 @@
 #include "configstore/exceptions.h"
 #include "configstore/json_doc.h"
 #include "configstore/logger.h"
-#include "db/key_value.h"
-#include "platform/host_path.h"
+#include "platform/switches.h"
+#include "platform/host.h"
 #include "uds_client.h"
 
 namespace OrinConfigStore {

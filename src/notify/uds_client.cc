@@ -9,7 +9,7 @@
 #include <stdexcept>
 
 #include "configstore/logger.h"
-#include "platform/format.h"
+#include "errors/format.h"
 #include "platform/socket_calls.h"
 
 namespace OrinConfigStore {

@@ -4,10 +4,13 @@
 
 #include "config_store_object_impl.h"
 #include "configstore/logger.h"
-#include "object_helpers.h"
+#include "config_store_object_internal.h"
+#include "configstore/exceptions.h"
 #include "platform/schema_object.h"
+#include "platform/schema_store.h"
 
-// The public handle: every operation forwards to the implementation.
+// The public handle (every operation forwards to the implementation), and
+// configuration objects built for a type.
 
 namespace OrinConfigStore {
 
@@ -75,6 +78,33 @@ std::string GetSchemaVersion(const ConfigStoreObjectId& id) {
   if (schema) return schema->GetVersion();
   CSLogger::Log(0, kLogNoSchema, "GetSchemaVersion");
   return std::string();
+}
+
+std::string GetInstanceIdFromValue(const JVal& value,
+                                   const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema) {
+  const std::string& member = schema->GetInstanceIdKey();
+  if (member.empty()) return std::string();
+  const auto found = value.FindMember(member.c_str());
+  if (found == value.MemberEnd()) return std::string();
+  if (!found->value.IsString()) {
+    ThrowException<ConfigStoreException>(CS_ERR_INVALID_VALUE, member.c_str());
+  }
+  return std::string(found->value.GetString(), found->value.GetStringLength());
+}
+
+std::shared_ptr<OrinSchemaStore::SchemaObject> LookupSchema(const ConfigStoreObjectId& id) {
+  return OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject(id.component, id.group, id.key);
+}
+
+std::shared_ptr<ConfigStoreObject> CreateObject(
+    const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document,
+    const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema) {
+  if (!schema) ThrowException<ConfigStoreException>(CS_ERR_SCHEMA_NOT_FOUND, id.toString().c_str());
+  if (!document->GetDocument().IsObject()) {
+    ThrowException<InvalidArgumentException>(CS_ERR_INVALID_JSON);
+  }
+  return ConfigStoreObjectInternal::Wrap(
+      std::make_shared<ConfigStoreObjectImpl>(id, std::move(document), schema));
 }
 
 }  // namespace OrinConfigStore

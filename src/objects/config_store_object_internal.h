@@ -2,15 +2,21 @@
 #define SRC_OBJECTS_CONFIG_STORE_OBJECT_INTERNAL_H_
 
 #include <memory>
+#include <string>
 
 #include "config_store_object_impl.h"
 #include "configstore/config_store_object.h"
 #include "configstore/filter_object.h"
 #include "filter_object_impl.h"
 
+namespace OrinSchemaStore {
+class SchemaObject;
+}
+
 namespace OrinConfigStore {
 
-// The library's access to the implementations behind the public handles.
+// The library's access to the implementations behind the public handles,
+// and configuration objects built for a type.
 class ConfigStoreObjectInternal {
  public:
   static std::shared_ptr<ConfigStoreObject> Wrap(std::shared_ptr<ConfigStoreObjectImpl> impl) {
@@ -28,6 +34,25 @@ class FilterSpecObjectInternal {
   }
   static StoreObjectImpl& Impl(const FilterSpecObject& filter) { return filter.Impl(); }
 };
+
+// The type's schema from the schema store, or null.
+std::shared_ptr<OrinSchemaStore::SchemaObject> LookupSchema(const ConfigStoreObjectId& id);
+
+// Builds a configuration object over `document` shaped by `schema`. A null
+// schema raises ConfigStoreException 1037 "Schema object not found: <id>";
+// a document whose root is not an object raises InvalidArgumentException
+// 1082 "Invalid JSON".
+std::shared_ptr<ConfigStoreObject> CreateObject(
+    const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document,
+    const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema);
+
+// The instance id that `value` (an object's data) carries under the member
+// that `schema` names for it; "" when the type names none or the member is
+// absent. A member that is not text raises ConfigStoreException 1032
+// "Invalid value for key <member>".
+std::string GetInstanceIdFromValue(const JVal& value,
+                                   const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema);
+
 
 }  // namespace OrinConfigStore
 

@@ -1,23 +1,51 @@
-#include "configstore/filter_object.h"
+// Filter specifications, their sub-object filters, and matching objects
+// against a filter or a partial object against a whole one.
 
 #include <utility>
 
+#include "config_store_object_impl.h"
 #include "config_store_object_internal.h"
 #include "configstore/exceptions.h"
+#include "configstore/filter_object.h"
 #include "configstore/logger.h"
-#include "filter_match.h"
 #include "filter_object_impl.h"
-#include "platform/config_store_document.h"
+#include "json/document.h"
 
 namespace OrinConfigStore {
 
 namespace {
+
 constexpr const char* kLogTrace = "%s : %s";
 constexpr const char* kFilterExists = "SubObject filter already exists.";
+
+constexpr const char* kLogRepeatedFilter = "%s: Non-Singleton SubObject filtering not supported";
+constexpr const char* kLogMissingKey = "obj is not susbset, key %s did not match";
+constexpr const char* kLogMissingInstance = "obj is not subset, instanceId %s did not match";
+constexpr const char* kPropertiesKeyword = "properties";
+constexpr const char* kItemsKeyword = "items";
+constexpr const char* kInstanceIdKeyword = "instanceId";
 
 void Trace(const char* operation, const SubObjectId& sid) {
   CSLogger::Log(4, kLogTrace, operation, sid.toString().c_str());
 }
+
+bool IsArraySubset(const JVal& data, const JVal& part, const JVal& schema) {
+  const auto mark = schema.FindMember(kInstanceIdKeyword);
+  if (mark == schema.MemberEnd()) return data == part;
+  const std::string instanceKey = mark->value.GetString();
+  for (const JVal& element : part.GetArray()) {
+    const JVal& id = RequireMember(element, instanceKey);
+    const std::string instanceId(id.GetString(), id.GetStringLength());
+    const JVal* match = FindInstance(data, instanceKey, instanceId);
+    if (match == nullptr) {
+      CSLogger::Log(0, kLogMissingInstance, instanceId.c_str());
+      return false;
+    }
+    if (!IsSchemaSubset(*match, element, RequireMember(schema, kItemsKeyword))) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 std::shared_ptr<FilterSpecObject> FilterSpecObjectImpl::MakeView(const SubObjectId& sid) const {
@@ -76,6 +104,53 @@ std::vector<std::shared_ptr<ConfigStoreObject>> FilterConfigStoreObjects(
   const JVal& wanted = FilterSpecObjectInternal::Impl(*filter).DataValue();
   NarrowTo(objects, [&](const std::shared_ptr<ConfigStoreObject>& object) {
     return object && csoMatchesFilter(ConfigStoreObjectInternal::Impl(*object).DataValue(), wanted);
+  });
+  return objects;
+}
+
+bool csoMatchesFilter(const JVal& data, const JVal& filter) {
+  for (const auto& member : filter.GetObject()) {
+    const auto found = data.FindMember(member.name);
+    if (found == data.MemberEnd()) return false;
+    const JVal& value = found->value;
+    if (value.IsArray()) {
+      CSLogger::Log(0, kLogRepeatedFilter, "csoMatchesFilter");
+      return false;
+    }
+    const JVal& wanted = member.value;
+    if (!wanted.IsObject()) {
+      if (value.IsObject() || value != wanted) return false;
+    } else if (!value.IsObject() || !csoMatchesFilter(value, wanted)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool IsSchemaSubset(const JVal& data, const JVal& part, const JVal& schema) {
+  if (part.IsArray()) return IsArraySubset(data, part, schema);
+  if (!part.IsObject()) return data == part;
+  bool subset = true;
+  for (const auto& member : part.GetObject()) {
+    const auto found = data.FindMember(member.name);
+    if (found == data.MemberEnd()) {
+      CSLogger::Log(0, kLogMissingKey, member.name.GetString());
+      return false;
+    }
+    const JVal& properties = RequireMember(schema, kPropertiesKeyword);
+    const JVal& property = RequireMember(properties, member.name.GetString());
+    subset = IsSchemaSubset(found->value, member.value, property) && subset;
+  }
+  return subset;
+}
+
+std::vector<std::shared_ptr<ConfigStoreObjectImpl>> FilterConfigStoreObjects(
+    std::vector<std::shared_ptr<ConfigStoreObjectImpl>>& objects,
+    std::shared_ptr<FilterSpecObject> filter) {
+  if (objects.empty() || !filter || filter->IsEmpty()) return objects;
+  const JVal& wanted = FilterSpecObjectInternal::Impl(*filter).DataValue();
+  NarrowTo(objects, [&](const std::shared_ptr<ConfigStoreObjectImpl>& object) {
+    return object && csoMatchesFilter(object->DataValue(), wanted);
   });
   return objects;
 }

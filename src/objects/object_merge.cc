@@ -2,7 +2,7 @@
 
 #include "config_store_object_impl.h"
 #include "config_store_object_internal.h"
-#include "json_lookup.h"
+#include "json/document.h"
 
 namespace OrinConfigStore {
 

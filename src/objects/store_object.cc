@@ -1,10 +1,12 @@
-#include "configstore/store_object.h"
+// The public handle of a JSON-backed value (every operation forwards to the
+// implementation), and the Base64 codec of its binary members.
 
+#include <memory>
 #include <utility>
 
+#include "configstore/store_object.h"
+#include "platform/base64.h"
 #include "store_object_impl.h"
-
-// The public handle: every operation forwards to the implementation.
 
 namespace OrinConfigStore {
 
@@ -99,5 +101,23 @@ bool StoreObject::Remove(const char* key) { return impl_->Remove(key); }
 std::string StoreObject::GetData() const { return impl_->GetData(); }
 bool StoreObject::IsEmpty() const { return impl_->IsEmpty(); }
 void StoreObject::SetData(const char* json) { impl_->SetData(json); }
+
+bool EncodeBinary(const unsigned char* data, unsigned long length, std::string& out) {
+  std::string buffer(Base64_EncodedLength(length), '\0');
+  if (!Base64_Encode(data, length, buffer.data(), buffer.size())) return false;
+  out = std::move(buffer);
+  return true;
+}
+
+bool DecodeBinary(std::string& in, unsigned char** data, unsigned long* length) {
+  if (data == nullptr || length == nullptr) return false;
+  const std::size_t capacity = Base64_DecodedLength(in.data(), in.size());
+  auto buffer = std::make_unique<unsigned char[]>(capacity);
+  std::size_t written = 0;
+  if (!Base64_Decode(in.data(), in.size(), buffer.get(), capacity, &written)) return false;
+  *data = buffer.release();
+  *length = written;
+  return true;
+}
 
 }  // namespace OrinConfigStore

@@ -10,7 +10,8 @@
 #include "configstore/logger.h"
 #include "db/config_reads.h"
 #include "db/config_writes.h"
-#include "objects/object_helpers.h"
+#include "db/transaction.h"
+#include "objects/config_store_object_internal.h"
 #include "platform/schema_object.h"
 #include "platform/schema_store.h"
 #include "validation/identity_checks.h"
@@ -137,22 +138,16 @@ std::shared_ptr<JsonDoc> ConfigStoreImpl::Export(
   }
 
   // One transaction, so that the document shows one moment of the store.
-  if (BeginTransaction() != 0) ThrowException<ConfigStoreException>(CS_ERR_EXPORT_FAILED);
   Selected selected;
-  try {
-    for (const auto& [filter, schema] : reads) {
-      for (auto& object : GetConfigInstancesInternal(filter, connection_, schema)) {
-        selected.emplace(object->GetConfigStoreObjectId(), std::move(object));
-      }
-    }
-  } catch (...) {
-    DBStore::CancelTransaction(connection_);
-    throw;
-  }
-  if (DBStore::CommitTransaction(connection_) != 0) {
-    DBStore::CancelTransaction(connection_);
-    ThrowException<ConfigStoreException>(CS_ERR_EXPORT_FAILED);
-  }
+  const TransactionFailure failed = TransactionFailure::Coded(CS_ERR_EXPORT_FAILED);
+  OrinConfigStore::RunInTransaction(
+      connection_, TransactionPolicy{failed, failed, InsideFailure::kAsRaised}, [&] {
+        for (const auto& [filter, schema] : reads) {
+          for (auto& object : GetConfigInstancesInternal(filter, connection_, schema)) {
+            selected.emplace(object->GetConfigStoreObjectId(), std::move(object));
+          }
+        }
+      });
 
   std::vector<ConfigStoreObjectId> ids;
   for (const auto& entry : selected) ids.push_back(entry.first);

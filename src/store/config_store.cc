@@ -2,13 +2,13 @@
 
 #include "config_store_impl.h"
 #include "configstore/logger.h"
+#include "db/transaction.h"
 
 namespace OrinConfigStore {
 
 namespace {
 constexpr const char* kInvalidNamespace = "Invalid value for namespace.";
 constexpr const char* kNoConnection = "Failed to connect to database";
-constexpr const char* kCommitFailed = "Commit transaction failed.";
 constexpr const char* kNestedCancel = "Failed to cancel nested transaction";
 constexpr const char* kNullStore = "Failed to use NULL as the store";
 constexpr const char* kBeginFailed = "Failed to start a transaction.";
@@ -27,6 +27,18 @@ std::shared_ptr<DBStore::StoreConnection> GetDBStore(DBStore::Type type, bool th
 void LogOperation(int priority, const char* operation, const ConfigStoreObjectId& id, int context) {
   if (!CSLogger::IsEnabled(priority)) return;
   CSLogger::Log(priority, kLogOperation, operation, id.toString().c_str(), context == 0 ? 1 : 0);
+}
+
+bool ObjIsEmpty(std::shared_ptr<ConfigStoreObject>& obj, const char* caller) {
+  if (obj) return false;
+  CSLogger::LogErrCode(1, CS_ERR_OBJECT_EMPTY, caller);
+  return true;
+}
+
+bool FsoIsEmpty(const std::shared_ptr<FilterSpecObject>& fso, const char* caller) {
+  if (fso) return false;
+  CSLogger::LogErrCode(1, CS_ERR_FILTERSPEC_EMPTY, caller);
+  return true;
 }
 
 ConfigStore::~ConfigStore() = default;

@@ -83,6 +83,13 @@ void LogOperation(int priority, const char* operation, const ConfigStoreObjectId
 constexpr int kReadPriority = 4;
 constexpr int kWritePriority = 3;
 
+// True, with error 1040 ("<caller>: Configuration object is empty") logged
+// at priority 1, when `obj` holds nothing.
+bool ObjIsEmpty(std::shared_ptr<ConfigStoreObject>& obj, const char* caller);
+
+// The same for filters, with error 1041.
+bool FsoIsEmpty(const std::shared_ptr<FilterSpecObject>& fso, const char* caller);
+
 }  // namespace OrinConfigStore
 
 #endif  // SRC_STORE_CONFIG_STORE_IMPL_H_

@@ -8,10 +8,10 @@
 #include "config_store_impl.h"
 #include "db/config_reads.h"
 #include "db/config_writes.h"
+#include "db/transaction.h"
 #include "notify/notify.h"
 #include "objects/config_store_object_impl.h"
 #include "objects/config_store_object_internal.h"
-#include "objects/object_helpers.h"
 #include "objects/object_merge.h"
 #include "platform/schema_object.h"
 #include "validation/identity_checks.h"
@@ -21,8 +21,6 @@ namespace OrinConfigStore {
 
 namespace {
 
-constexpr const char* kBeginFailed = "Begin Transaction failed for: ";
-constexpr const char* kOperationFailed = "Operation failed: ";
 constexpr const char* kEmptyList = "ConfigStoreObject list cannot be empty";
 constexpr const char* kNullInList = "ConfigStoreObject list cannot hold an empty object";
 constexpr const char* kMixedList = "All ConfigStoreObjects are not for the same schema.";
@@ -59,27 +57,14 @@ std::shared_ptr<ConfigStoreObject> Copy(const std::shared_ptr<ConfigStoreObject>
 
 }  // namespace
 
-// Runs `work` in a transaction of its own, then commits and notifies. A
-// failure before the commit cancels this level only; the library's own
-// exceptions pass unchanged, others become "Operation failed: <cause>". A
-// failure after the commit (the notification) leaves the data committed.
+// The library's own exceptions pass unchanged, others become "Operation
+// failed: <cause>". The announcements follow the commit: a failure there
+// cannot undo what is committed.
 void ConfigStoreImpl::RunInTransaction(const char* operation,
                                        const std::vector<ConfigStoreObjectId>& changed,
                                        const std::function<void()>& work) {
-  if (BeginTransaction() != 0) throw ConfigStoreException(kBeginFailed + std::string(operation));
-  bool committed = false;
-  try {
-    work();
-    CommitTransaction();
-    committed = true;
-    for (const ConfigStoreObjectId& id : changed) NotifyIfAllowlisted(id);
-  } catch (const ConfigStoreException&) {
-    if (!committed) DBStore::CancelTransaction(connection_);
-    throw;
-  } catch (const std::exception& e) {
-    if (!committed) DBStore::CancelTransaction(connection_);
-    throw ConfigStoreException(kOperationFailed + std::string(e.what()));
-  }
+  OrinConfigStore::RunInTransaction(connection_, TransactionPolicy::ForOperation(operation), work);
+  for (const ConfigStoreObjectId& id : changed) NotifyIfAllowlisted(id);
 }
 
 void ConfigStoreImpl::Set(std::shared_ptr<ConfigStoreObject> object,

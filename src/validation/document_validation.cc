@@ -9,7 +9,7 @@
 #include "platform/schema_object.h"
 #include "platform/schema_store.h"
 #include "schema_validation.h"
-#include "validation_common.h"
+#include "identity_checks.h"
 
 namespace OrinConfigStore {
 

@@ -4,9 +4,9 @@
 
 #include "configstore/exceptions.h"
 #include "configstore/host.h"
-#include "objects/json_lookup.h"
+#include "json/document.h"
 #include "platform/schema_object.h"
-#include "validation_common.h"
+#include "objects/config_store_object_internal.h"
 
 namespace OrinConfigStore {
 
@@ -123,6 +123,16 @@ void CheckObjectUserContext(std::shared_ptr<ConfigStoreObject> object, SchemaPtr
                             const USERDATA_CONTEXT& context) {
   const bool hasUserValues = isUserType(object, schema);
   CheckBootContext(std::move(schema), hasUserValues, context);
+}
+
+const ConfigStoreObjectId& ObjectIdOf(const std::shared_ptr<StoreObject>& object) {
+  if (!object) ThrowException<InvalidArgumentException>(CS_ERR_INVALID_ARGUMENT);
+  return object->GetConfigStoreObjectId();
+}
+
+const JVal& ObjectData(const std::shared_ptr<ConfigStoreObject>& object) {
+  if (!object) ThrowException<InvalidArgumentException>(CS_ERR_INVALID_ARGUMENT);
+  return ConfigStoreObjectInternal::Impl(*object).DataValue();
 }
 
 }  // namespace OrinConfigStore

@@ -41,6 +41,15 @@ void CheckBootContext(SchemaPtr schema, bool hasUserValues, const USERDATA_CONTE
 void CheckObjectUserContext(std::shared_ptr<ConfigStoreObject> object, SchemaPtr schema,
                             const USERDATA_CONTEXT& context);
 
+
+// The identifier of `object`. A null object is a caller's fault and raises
+// InvalidArgumentException 1100 "Invalid Argument" rather than crashing.
+const ConfigStoreObjectId& ObjectIdOf(const std::shared_ptr<StoreObject>& object);
+
+// The JSON value of the object's data (for a sub-object view, the place it
+// shows). Null objects are refused as in ObjectIdOf.
+const JVal& ObjectData(const std::shared_ptr<ConfigStoreObject>& object);
+
 }  // namespace OrinConfigStore
 
 #endif  // SRC_VALIDATION_IDENTITY_CHECKS_H_

@@ -5,11 +5,10 @@
 
 #include "configstore/logger.h"
 #include "identity_checks.h"
-#include "objects/json_lookup.h"
-#include "platform/format.h"
+#include "json/document.h"
+#include "errors/format.h"
 #include "platform/json_validator.h"
 #include "platform/schema_object.h"
-#include "validation_common.h"
 
 namespace OrinConfigStore {
 
@@ -54,6 +53,18 @@ void ValidateWrite(const SchemaPtr& schema, const std::shared_ptr<ConfigStoreObj
 }
 
 }  // namespace
+
+const TagSet kUpdateTags{0, 1};
+const TagSet kFullSetTags{0, 1, 7, 8};
+const TagSet kUserTags{0, 1, 3, 7, 8};
+const TagSet kPartialTags{0, 1, 7, 3};
+const TagSet kVitalTags{0, 1, 5};
+const TagSet kCachedTags{0, 1, 9};
+const TagSet kApplyFileTags{0, 1, 4, 8};
+const TagSet kReservedUserTags{0, 1, 3, 7, 8, 12};
+const TagSet kReservedTags14{0, 13, 11, 14};
+const TagSet kReservedTags15{0, 13, 11, 15};
+const TagSet kReservedTags16{0, 13, 11, 16};
 
 void AddValidationError(const std::string& field, CSErrorCodes code, std::vector<ErrorInfo>& errors,
                         ...) {

@@ -26,6 +26,25 @@ namespace OrinConfigStore {
 
 using SchemaPtr = std::shared_ptr<OrinSchemaStore::SchemaObject>;
 
+// The validator's tag sets, one per kind of write.
+using TagSet = std::unordered_set<int>;
+
+// Built once at load and never changed, so that concurrent validations read
+// them without a lock. What each tag checks is the validator's business.
+extern const TagSet kUpdateTags;     // {0, 1}
+extern const TagSet kFullSetTags;    // {0, 1, 7, 8}: Set, imports, neither vital nor cached
+extern const TagSet kUserTags;       // {0, 1, 3, 7, 8}: user writes and user documents
+extern const TagSet kPartialTags;    // {0, 1, 3, 7}
+extern const TagSet kVitalTags;      // {0, 1, 5}
+extern const TagSet kCachedTags;     // {0, 1, 9}
+extern const TagSet kApplyFileTags;  // {0, 1, 4, 8}
+// Sets for tags that the validator accepts but gives no meaning to yet
+// (11 to 16); built beside the others, passed by no write of this library.
+extern const TagSet kReservedUserTags;  // {0, 1, 3, 7, 8, 12}
+extern const TagSet kReservedTags14;    // {0, 13, 11, 14}
+extern const TagSet kReservedTags15;    // {0, 13, 11, 15}
+extern const TagSet kReservedTags16;    // {0, 13, 11, 16}
+
 // What validateObject checks: 0 and 3 only that the schema exists; any other
 // value a full validation.
 enum ACTION : int {

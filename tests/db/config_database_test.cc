@@ -10,7 +10,7 @@
 #include "db/config_database.h"
 #include "db/sql_format.h"
 #include "platform/db_store.h"
-#include "platform/host_path.h"
+#include "platform/host.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {

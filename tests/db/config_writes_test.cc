@@ -6,7 +6,7 @@
 #include "configstore/host.h"
 #include "db/config_writes.h"
 #include "db/write_statements.h"
-#include "objects/object_helpers.h"
+#include "objects/config_store_object_internal.h"
 #include "platform/db_store.h"
 #include "test_support.h"
 

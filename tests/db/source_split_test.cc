@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "db/source_split.h"
-#include "platform/config_store_document.h"
+#include "json/document.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {

@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "configstore/config_store.h"
-#include "platform/host_path.h"
+#include "platform/host.h"
 #include "platform/socket_calls.h"
 #include "test_support.h"
 

@@ -5,7 +5,7 @@
 
 #include "configstore/config_store_object.h"
 #include "objects/config_store_object_impl.h"
-#include "objects/object_helpers.h"
+#include "objects/config_store_object_internal.h"
 #include "platform/schema_store.h"
 #include "test_support.h"
 

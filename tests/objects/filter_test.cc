@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "configstore/filter_object.h"
-#include "objects/filter_match.h"
+#include "objects/filter_object_impl.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {

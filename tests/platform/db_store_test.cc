@@ -14,7 +14,7 @@
 #include <set>
 #include <thread>
 
-#include "platform/host_path.h"
+#include "platform/host.h"
 #include "platform/sqlite_db.h"
 #include "test_support.h"
 

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "configstore/host.h"
-#include "platform/format.h"
-#include "platform/host_path.h"
+#include "errors/format.h"
+#include "platform/host.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {

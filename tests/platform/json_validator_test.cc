@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/config_store_document.h"
+#include "json/document.h"
 
 namespace OrinConfigStore {
 namespace {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "configstore/logger.h"
-#include "platform/logger_settings.h"
+#include "errors/logger_settings.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {

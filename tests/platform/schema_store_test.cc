@@ -11,7 +11,7 @@
 #include <fstream>
 
 #include "configstore/provisioning.h"
-#include "platform/config_store_document.h"
+#include "json/document.h"
 #include "platform/schema_database.h"
 #include "platform/schema_store.h"
 #include "test_support.h"

@@ -6,7 +6,7 @@
 #include <set>
 
 #include "configstore/config_store.h"
-#include "platform/config_store_document.h"
+#include "json/document.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {

@@ -9,7 +9,7 @@
 #include "configstore/host.h"
 #include "configstore/json_doc.h"
 #include "configstore/provisioning.h"
-#include "objects/object_helpers.h"
+#include "objects/config_store_object_internal.h"
 #include "platform/schema_store.h"
 #include "test_support.h"
 

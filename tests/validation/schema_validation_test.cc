@@ -12,7 +12,6 @@
 #include "configstore/json_doc.h"
 #include "configstore/provisioning.h"
 #include "objects/config_store_object_internal.h"
-#include "objects/object_helpers.h"
 #include "platform/schema_store.h"
 #include "test_support.h"
 

@@ -18,6 +18,10 @@ namespace DBStore {
 
 enum Type { CONFIG = 0 };
 
+// How long every statement of the library and its host layer waits for a
+// database that another connection holds busy.
+constexpr int kStatementTimeoutMs = 3000;
+
 // The configuration database file, before the host root is applied.
 constexpr const char* kConfigDatabaseFile = "/etc/tessel/configstore/current-store-1";
 
@@ -55,7 +59,7 @@ std::shared_ptr<StoreConnection> GetConnection(Type type);
 int CreateDatabase(Type type);
 
 // Transactions nest per connection: the outermost level is BEGIN IMMEDIATE
-// (a writer waits for other writers, up to 3000 ms, rather than failing
+// (a writer waits for other writers, up to kStatementTimeoutMs, rather than failing
 // later), inner levels are savepoints. Each level is closed by exactly one
 // CommitTransaction or CancelTransaction.
 //

@@ -1,0 +1,24 @@
+#ifndef PLATFORM_SWITCHES_H_
+#define PLATFORM_SWITCHES_H_
+
+// The host's run-time switches: entries of the configuration database's
+// key-value table ("IS_BOOT", "BOOT_MODE", "NOTIFY_WARDEN"), read afresh on
+// every use. IsBoot and the public key-value access are declared in
+// configstore/config_store.h.
+
+#include <string>
+
+namespace OrinConfigStore {
+
+// The message of a boot flag that cannot be read.
+constexpr const char* kReadValueFailed = "Failed to read value from database.";
+
+// Reads the key-value entry `key` on a connection of its own into `value`
+// ("" when the entry is absent). A host without a configuration database
+// has no switches: `value` is "" and the read counts as done, without a log
+// line. False when the database exists but cannot be read.
+bool ReadSwitch(const std::string& key, std::string& value);
+
+}  // namespace OrinConfigStore
+
+#endif  // PLATFORM_SWITCHES_H_

@@ -1,0 +1,104 @@
+#include "configstore/json_doc.h"
+
+#include <sys/stat.h>
+
+#include <fstream>
+#include <sstream>
+#include <utility>
+
+#include "configstore/exceptions.h"
+#include "configstore/logger.h"
+#include "json/document.h"
+
+namespace OrinConfigStore {
+
+namespace {
+
+constexpr const char* kMissingSubObject = "Subobject does not exists.";
+constexpr const char* kMissingInstance = "Subobject instance does not exists.";
+constexpr const char* kLogMissingSubObject = "Cannot find subobject %s";
+constexpr const char* kLogMissingInstance = "Cannot find subobject instance %s=%s";
+constexpr const char* kGeneratedIdMember = "cs_generated_id";
+
+JVal& Step(JVal& current, const JsonNode& node) {
+  if (!ConfigStoreDocument::ValueExists(current, node.key.c_str())) {
+    CSLogger::Log(0, kLogMissingSubObject, node.key.c_str());
+    throw ConfigStoreException(kMissingSubObject);
+  }
+  JVal& member = RequireMember(current, node.key);
+  if (!member.IsArray()) return member;
+  JVal* instance = FindInstance(member, node.instanceKey, node.instanceId);
+  if (instance == nullptr) {
+    CSLogger::Log(0, kLogMissingInstance, node.instanceKey.c_str(), node.instanceId.c_str());
+    throw ConfigStoreException(kMissingInstance);
+  }
+  return *instance;
+}
+
+}  // namespace
+
+JsonDoc::JsonDoc() : document_(ConfigStoreDocument::NewDocument()) {}
+
+JsonDoc::JsonDoc(std::shared_ptr<JDoc> document, std::vector<JsonNode> path)
+    : document_(std::move(document)), path_(std::move(path)) {
+  RAPIDJSON_ASSERT(document_ != nullptr);
+}
+
+JVal* JsonDoc::GetJsonValuePtr() const {
+  JVal* current = document_.get();
+  for (const JsonNode& node : path_) current = &Step(*current, node);
+  return current;
+}
+
+std::shared_ptr<JsonDoc> CreateDocument() { return std::make_shared<JsonDoc>(); }
+
+std::shared_ptr<JsonDoc> CreateDocumentFromString(const std::string& text) {
+  return CreateDocumentFromText(text.data(), text.size());
+}
+
+std::shared_ptr<JsonDoc> CreateDocumentFromText(const char* text, std::size_t length) {
+  std::shared_ptr<JsonDoc> document = CreateDocument();
+  if (!ConfigStoreDocument::Parse(document->GetDocument(), text, length)) {
+    ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_STRING);
+  }
+  return document;
+}
+
+std::string SerializeJson(const JVal& value) {
+  std::string text;
+  ConfigStoreDocument::SerializeValue(value, text);
+  return text;
+}
+
+// The whole file is read first so that it goes through the same checked
+// parse as a text; configuration files are small.
+std::shared_ptr<JsonDoc> CreateDocumentFromFile(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  std::ostringstream content;
+  content << stream.rdbuf();
+  std::shared_ptr<JsonDoc> document = CreateDocument();
+  const std::string text = content.str();
+  if (!stream.is_open() || stream.bad() ||
+      !ConfigStoreDocument::Parse(document->GetDocument(), text.data(), text.size())) {
+    ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_FILE, path.c_str());
+  }
+  return document;
+}
+
+void ClearGeneratedInstanceId(JVal* value) {
+  if (value == nullptr) return;
+  if (value->IsArray()) {
+    for (JVal& element : value->GetArray()) ClearGeneratedInstanceId(&element);
+  } else if (value->IsObject()) {
+    while (value->RemoveMember(kGeneratedIdMember)) {
+    }
+    for (auto& member : value->GetObject()) ClearGeneratedInstanceId(&member.value);
+  }
+}
+
+bool FileExists(const std::string& path) {
+  struct stat info;
+  return ::stat(path.c_str(), &info) == 0;
+}
+
+}  // namespace OrinConfigStore
