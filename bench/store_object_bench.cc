@@ -13,6 +13,11 @@ using namespace OrinConfigStore;
 
 constexpr int kMembers = 50;
 
+// The name of member `i`.
+const char* Name(const std::vector<std::string>& keys, int i) {
+  return keys[static_cast<std::size_t>(i)].c_str();
+}
+
 std::vector<std::string> Keys() {
   std::vector<std::string> keys;
   for (int i = 0; i < kMembers; ++i) keys.push_back("member_" + std::to_string(i));
@@ -24,9 +29,9 @@ StoreObject FiftyMemberObject(const std::vector<std::string>& keys) {
   StoreObject object(ConfigStoreObjectId("options", "kernix", "orin"));
   for (int i = 0; i < kMembers; ++i) {
     if (i % 2 == 0) {
-      object.SetValue(keys[i].c_str(), i);
+      object.SetValue(Name(keys, i), i);
     } else {
-      object.SetValue(keys[i].c_str(), "value-" + std::to_string(i));
+      object.SetValue(Name(keys, i), "value-" + std::to_string(i));
     }
   }
   return object;
@@ -35,7 +40,7 @@ StoreObject FiftyMemberObject(const std::vector<std::string>& keys) {
 void FillRaw(JDoc& doc, const std::vector<std::string>& keys) {
   doc.SetObject();
   for (int i = 0; i < kMembers; ++i) {
-    JVal name(keys[i].c_str(), doc.GetAllocator());
+    JVal name(Name(keys, i), doc.GetAllocator());
     if (i % 2 == 0) {
       doc.AddMember(name, JVal(i), doc.GetAllocator());
     } else {
@@ -51,7 +56,7 @@ void BM_StoreObject_GetInt(benchmark::State& state) {
   int i = 0;
   for (auto _ : state) {
     int value = 0;
-    benchmark::DoNotOptimize(object.GetValue(keys[i].c_str(), &value));
+    benchmark::DoNotOptimize(object.GetValue(Name(keys, i), &value));
     benchmark::DoNotOptimize(value);
     i = (i + 2) % kMembers;
   }
@@ -64,7 +69,7 @@ void BM_Baseline_RapidjsonGetInt(benchmark::State& state) {
   FillRaw(doc, keys);
   int i = 0;
   for (auto _ : state) {
-    const auto member = doc.FindMember(keys[i].c_str());
+    const auto member = doc.FindMember(Name(keys, i));
     benchmark::DoNotOptimize(
         member != doc.MemberEnd() && member->value.IsInt() ? member->value.GetInt() : 0);
     i = (i + 2) % kMembers;
@@ -78,7 +83,7 @@ void BM_StoreObject_GetString(benchmark::State& state) {
   int i = 1;
   for (auto _ : state) {
     std::string value;
-    benchmark::DoNotOptimize(object.GetValue(keys[i].c_str(), &value));
+    benchmark::DoNotOptimize(object.GetValue(Name(keys, i), &value));
     benchmark::DoNotOptimize(value.data());
     i = (i + 2) % kMembers;
   }
@@ -91,7 +96,7 @@ void BM_Baseline_RapidjsonGetString(benchmark::State& state) {
   FillRaw(doc, keys);
   int i = 1;
   for (auto _ : state) {
-    const auto member = doc.FindMember(keys[i].c_str());
+    const auto member = doc.FindMember(Name(keys, i));
     std::string value(member->value.GetString(), member->value.GetStringLength());
     benchmark::DoNotOptimize(value.data());
     i = (i + 2) % kMembers;
@@ -104,7 +109,7 @@ void BM_StoreObject_SetInt(benchmark::State& state) {
   StoreObject object = FiftyMemberObject(keys);
   int i = 0;
   for (auto _ : state) {
-    object.SetValue(keys[i].c_str(), i);
+    object.SetValue(Name(keys, i), i);
     i = (i + 2) % kMembers;
   }
 }
@@ -116,11 +121,11 @@ void BM_Baseline_RapidjsonSetInt(benchmark::State& state) {
   FillRaw(doc, keys);
   int i = 0;
   for (auto _ : state) {
-    const auto member = doc.FindMember(keys[i].c_str());
+    const auto member = doc.FindMember(Name(keys, i));
     if (member != doc.MemberEnd()) {
       member->value.SetInt(i);
     } else {
-      doc.AddMember(JVal(keys[i].c_str(), doc.GetAllocator()), JVal(i), doc.GetAllocator());
+      doc.AddMember(JVal(Name(keys, i), doc.GetAllocator()), JVal(i), doc.GetAllocator());
     }
     i = (i + 2) % kMembers;
   }
@@ -133,7 +138,7 @@ void BM_StoreObject_SetString(benchmark::State& state) {
   const std::string text = "a replacement value";
   int i = 1;
   for (auto _ : state) {
-    object.SetValue(keys[i].c_str(), text);
+    object.SetValue(Name(keys, i), text);
     i = (i + 2) % kMembers;
   }
 }
@@ -146,7 +151,7 @@ void BM_Baseline_RapidjsonSetString(benchmark::State& state) {
   const std::string text = "a replacement value";
   int i = 1;
   for (auto _ : state) {
-    doc.FindMember(keys[i].c_str())
+    doc.FindMember(Name(keys, i))
         ->value.SetString(text.c_str(), static_cast<rapidjson::SizeType>(text.size()),
                           doc.GetAllocator());
     i = (i + 2) % kMembers;

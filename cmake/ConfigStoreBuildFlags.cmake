@@ -3,7 +3,9 @@
 add_library(configstore_build_flags INTERFACE)
 target_compile_features(configstore_build_flags INTERFACE cxx_std_17)
 set(CMAKE_CXX_EXTENSIONS OFF)
-target_compile_options(configstore_build_flags INTERFACE -Wall -Wextra)
+target_compile_options(configstore_build_flags INTERFACE
+  -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+  -Woverloaded-virtual)
 if(CONFIGSTORE_WERROR)
   target_compile_options(configstore_build_flags INTERFACE -Werror)
 endif()

@@ -54,8 +54,8 @@ struct CONFIGSTORE_API SubObjectId {
   std::string instanceId;
 
   SubObjectId() = default;
-  explicit SubObjectId(std::string key, std::string instanceId = std::string())
-      : key(std::move(key)), instanceId(std::move(instanceId)) {}
+  explicit SubObjectId(std::string aKey, std::string anInstanceId = std::string())
+      : key(std::move(aKey)), instanceId(std::move(anInstanceId)) {}
 
   // "key <key>", plus " id <instanceId>" when the instance id is not empty.
   std::string toString() const;

@@ -55,21 +55,24 @@ std::uint64_t HashString(const std::string& text) {
 
 }  // namespace
 
-ConfigStoreObjectId::ConfigStoreObjectId(const std::string& key, const std::string& group,
-                                         const std::string& component)
-    : key(key), component(component), group(group) {}
+// The parameters are named after what they fill, with a prefix: the members
+// themselves must stay plain (they are the public fields callers use).
+ConfigStoreObjectId::ConfigStoreObjectId(const std::string& aKey, const std::string& aGroup,
+                                         const std::string& aComponent)
+    : key(aKey), component(aComponent), group(aGroup) {}
 
-ConfigStoreObjectId::ConfigStoreObjectId(const std::string& key, const std::string& group,
-                                         const std::string& component,
-                                         const std::string& instanceId)
-    : key(key), component(component), group(group), instanceId(instanceId) {}
+ConfigStoreObjectId::ConfigStoreObjectId(const std::string& aKey, const std::string& aGroup,
+                                         const std::string& aComponent,
+                                         const std::string& anInstanceId)
+    : key(aKey), component(aComponent), group(aGroup), instanceId(anInstanceId) {}
 
-ConfigStoreObjectId::ConfigStoreObjectId(const char* key, const char* group, const char* component)
-    : key(key), component(component), group(group) {}
+ConfigStoreObjectId::ConfigStoreObjectId(const char* aKey, const char* aGroup,
+                                         const char* aComponent)
+    : key(aKey), component(aComponent), group(aGroup) {}
 
-ConfigStoreObjectId::ConfigStoreObjectId(const char* key, const char* group, const char* component,
-                                         const char* instanceId)
-    : key(key), component(component), group(group), instanceId(instanceId) {}
+ConfigStoreObjectId::ConfigStoreObjectId(const char* aKey, const char* aGroup,
+                                         const char* aComponent, const char* anInstanceId)
+    : key(aKey), component(aComponent), group(aGroup), instanceId(anInstanceId) {}
 
 std::string ConfigStoreObjectId::toString() const {
   std::string text = kComponentLabel + component + kGroupLabel + group + kKeyLabel + key;

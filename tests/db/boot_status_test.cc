@@ -8,7 +8,7 @@
 #include "configstore/config_store.h"
 #include "db/boot_status.h"
 #include "platform/db_store.h"
-#include "test_support.h"
+#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

@@ -11,7 +11,7 @@
 #include "db/sql_format.h"
 #include "platform/db_store.h"
 #include "platform/host.h"
-#include "test_support.h"
+#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

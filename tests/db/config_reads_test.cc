@@ -10,7 +10,7 @@
 #include "db/config_reads.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/db_store.h"
-#include "test_support.h"
+#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

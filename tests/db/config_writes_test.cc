@@ -8,7 +8,7 @@
 #include "db/write_statements.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/db_store.h"
-#include "test_support.h"
+#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

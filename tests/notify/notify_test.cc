@@ -24,7 +24,7 @@
 #include "configstore/config_store.h"
 #include "platform/host.h"
 #include "platform/socket_calls.h"
-#include "test_support.h"
+#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {
@@ -47,7 +47,7 @@ std::string ReadToEnd(int fd) {
   std::string text;
   char buffer[4096];
   ssize_t count;
-  while ((count = read(fd, buffer, sizeof(buffer))) > 0) text.append(buffer, count);
+  while ((count = read(fd, buffer, sizeof(buffer))) > 0) text.append(buffer, static_cast<std::size_t>(count));
   return text;
 }
 

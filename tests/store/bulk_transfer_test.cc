@@ -7,7 +7,7 @@
 
 #include "configstore/config_store.h"
 #include "json/document.h"
-#include "test_support.h"
+#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

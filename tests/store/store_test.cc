@@ -7,7 +7,7 @@
 #include "configstore/config_store.h"
 #include "platform/db_store.h"
 #include "store/config_store_impl.h"
-#include "test_support.h"
+#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

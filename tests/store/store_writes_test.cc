@@ -7,7 +7,7 @@
 #include "configstore/config_store.h"
 #include "configstore/host.h"
 #include "configstore/provisioning.h"
-#include "test_support.h"
+#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

@@ -2,7 +2,7 @@
 #define TESTS_SUPPORT_TEST_SUPPORT_H_
 
 // Helpers shared by the test suites: exact exception checks, a captured
-// log, and a scratch host root per test.
+// log, and a scratch host root per test with the sample types.
 
 #include <gtest/gtest.h>
 
@@ -87,32 +87,16 @@ class TempRoot {
   std::unique_ptr<ScopedEnv> root_;
 };
 
-// A scratch root with the sample schemas of examples/schemas loaded.
+// Stores the types that the schema definitions in `text` describe, in the
+// schema store alone (their shipped defaults go nowhere).
+void LoadTypes(const std::string& text);
+
+// A scratch root whose schema store holds the sample types of
+// examples/schemas (without their shipped defaults, which need the
+// configuration database: see DatabaseRoot).
 class SampleSchemaRoot : public TempRoot {
  public:
   SampleSchemaRoot();
-};
-
-// A sample-schema root with the configuration database initialised, and
-// plain SQL access to it for arranging rows.
-class DatabaseRoot : public SampleSchemaRoot {
- public:
-  DatabaseRoot();
-
-  // Runs statements; fails the test when the database refuses.
-  void Sql(const std::string& statements) const;
-  // The rows of a query, each as column=value texts joined by ", " (NULL
-  // columns as column=NULL).
-  std::vector<std::string> Rows(const std::string& query) const;
-  // Inserts a Config row; empty values are stored as NULL.
-  struct ConfigRow {
-    std::string component{}, group{}, name{}, identifier{};
-    std::string autoValue{}, userValue{}, vitalValue{}, cachedValue{}, desiredValue{};
-    std::string success = "1";
-    std::string version = "1.0";
-    std::string revision = "1";
-  };
-  void Insert(const ConfigRow& row) const;
 };
 
 // The path of a file under examples/.
