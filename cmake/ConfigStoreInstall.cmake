@@ -22,6 +22,11 @@ install(FILES
   ${PROJECT_BINARY_DIR}/configstoreConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/configstore)
 
+# The .pc file finds the prefix relative to where it lies, so that the
+# installed tree can be moved; how far up depends on the library directory
+# (lib, or lib/<multiarch> under /usr).
+file(RELATIVE_PATH CONFIGSTORE_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" CONFIGSTORE_PC_TO_PREFIX "${CONFIGSTORE_PC_TO_PREFIX}")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/configstore.pc.in
   ${PROJECT_BINARY_DIR}/configstore.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/configstore.pc
