@@ -67,6 +67,9 @@ TEST(PublicApi, HostLoggerAndExec) {
 }
 
 TEST(PublicApi, ExceptionsCrossTheBoundary) {
+  const std::vector<ErrorInfo> errors{{"/a", "b"}};
+  ExpectCaught<ValidationException>([&] { ThrowValidation(CS_ERR_VALIDATE_SET, errors); }, 1089,
+                                    "Failed to validate Set", "/a");
   ExpectCaught<InvalidArgumentException>(
       [] { ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_STRING); }, 1080,
       "Failed to parse JSON String");
