@@ -169,6 +169,7 @@ TEST_F(CfgstoreTest, CommandsPassTheirArgumentsOnAndPrintTheResult) {
       {{"ids", nics}, "[]"},
       {{"set", options, R"({"bootDelay":3})"}},
       {{"boot", "kernel-options", "--update", R"({"console":"com1"})"}, desired},
+      {{"get", options}, R"({"bootDelay":3})"},  // in force only once applied
       {{"boot", "desired", options}, desired},
       {{"boot", "apply", options}},
       {{"get", options}, desired},
@@ -185,6 +186,7 @@ TEST_F(CfgstoreTest, CommandsPassTheirArgumentsOnAndPrintTheResult) {
     EXPECT_EQ(Ok(step.args, step.input), step.out.empty() ? "" : step.out + "\n")
         << step.args[0] << ' ' << step.args.back();
   }
+  EXPECT_EQ(Run({"boot", "desired", options}), 1);  // applied, so nothing is desired any more
 }
 
 TEST_F(CfgstoreTest, SchemaListLeavesTheSchemasToShow) {
