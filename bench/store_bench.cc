@@ -73,10 +73,10 @@ class StoreBenchRoot : public BenchRoot {
     }
     for (int i = 0; i < kNics; ++i) {
       const std::string name = "nic" + std::to_string(i);
-      Insert(insert, "net", "interfaces", "nics", name,
-             R"({"name": ")" + name + R"(", "mtu": 1500, "network": "net)" + std::to_string(i) +
-                 "\"}",
-             R"({"name": ")" + name + R"(", "macAddress": "02:00:00:00:00:01"})", "");
+      Insert(
+          insert, "net", "interfaces", "nics", name,
+          R"({"name": ")" + name + R"(", "mtu": 1500, "network": "net)" + std::to_string(i) + "\"}",
+          R"({"name": ")" + name + R"(", "macAddress": "02:00:00:00:00:01"})", "");
     }
     Insert(
         insert, "net", "dns", "resolver", "", R"({"servers": ["10.0.0.1", "10.0.0.2"]})",

@@ -164,7 +164,8 @@ void BM_Baseline_SetInstances_1000(benchmark::State& state) {
                  "ConfigGroup='interfaces' AND Name='nics';",
                  nullptr, nullptr, nullptr);
     for (int i = 0; i < kInstances; ++i) {
-      BindRow(write, "net", "interfaces", "nics", "nic" + std::to_string(i), texts[static_cast<std::size_t>(i)]);
+      BindRow(write, "net", "interfaces", "nics", "nic" + std::to_string(i),
+              texts[static_cast<std::size_t>(i)]);
       Step(write);
     }
     sqlite3_exec(db, "COMMIT;", nullptr, nullptr, nullptr);

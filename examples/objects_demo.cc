@@ -43,8 +43,7 @@ int main(int argc, char** argv) {
     for (const char* address : {"10.10.0.11", "10.10.0.12", "192.168.5.11"}) {
       nic->CreateSubObject(SubObjectId("addresses", address))->SetValue("prefixLength", 24);
     }
-    nic->GetSubObject(SubObjectId("addresses", "192.168.5.11"))
-        ->SetValue("gateway", "192.168.5.1");
+    nic->GetSubObject(SubObjectId("addresses", "192.168.5.11"))->SetValue("gateway", "192.168.5.1");
 
     auto withoutGateway =
         std::make_shared<FilterSpecObject>(ConfigStoreObjectId("addresses", "interfaces", "net"));

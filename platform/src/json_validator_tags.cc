@@ -5,8 +5,8 @@
 #include <unordered_set>
 #include <utility>
 
-#include "schema_reading.h"
 #include "errors/format.h"
+#include "schema_reading.h"
 
 namespace OrinConfigStore {
 

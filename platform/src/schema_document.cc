@@ -5,8 +5,8 @@
 #include <rapidjson/pointer.h>
 #include <rapidjson/stringbuffer.h>
 
-#include "schema_reading.h"
 #include "platform/schema_walk.h"
+#include "schema_reading.h"
 
 namespace OrinSchemaStore {
 

@@ -1,7 +1,7 @@
 #include "platform/schema_walk.h"
 
-#include "schema_reading.h"
 #include "json/document.h"
+#include "schema_reading.h"
 
 namespace OrinSchemaStore {
 

@@ -2,10 +2,10 @@
 
 #include <memory>
 
+#include "config_table.h"
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
 #include "configstore/provisioning.h"
-#include "config_table.h"
 #include "platform/db_store.h"
 #include "platform/host.h"
 

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 
-
 #include "configstore/host.h"
 #include "configstore/logger.h"
 #include "objects/filter_object_impl.h"

@@ -59,8 +59,8 @@ std::vector<std::string> GetInstanceIdsInternal(const ConfigStoreObjectId& id,
                                                 const Connection& connection);
 // (instance id, revision) of every instance of the type, or of the one the
 // identifier names ("GetRevision command failed").
-std::vector<std::pair<std::string, int>> GetInstancesRevisionInternal(
-    const ConfigStoreObjectId& id, const Connection& connection);
+std::vector<std::pair<std::string, int>> GetInstancesRevisionInternal(const ConfigStoreObjectId& id,
+                                                                      const Connection& connection);
 
 // Whole-table and row reads for export, boot handling and kernel options.
 RowList GetStoreRows(const std::string& statement, const Connection& connection);

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "json/document.h"
 #include "objects/config_store_object_impl.h"
 #include "objects/config_store_object_internal.h"
-#include "json/document.h"
 #include "objects/object_merge.h"
 #include "platform/schema_object.h"
 

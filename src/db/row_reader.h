@@ -10,9 +10,9 @@
 #include <unordered_map>
 #include <vector>
 
+#include "config_table.h"
 #include "configstore/config_store_object.h"
 #include "configstore/json_doc.h"
-#include "config_table.h"
 #include "platform/db_store.h"
 
 namespace OrinSchemaStore {

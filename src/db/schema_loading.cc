@@ -5,12 +5,12 @@
 #include <fstream>
 #include <sstream>
 
+#include "config_table.h"
 #include "configstore/exceptions.h"
 #include "configstore/provisioning.h"
-#include "json/document.h"
-#include "config_table.h"
-#include "platform/db_store.h"
 #include "errors/format.h"
+#include "json/document.h"
+#include "platform/db_store.h"
 #include "platform/schema_database.h"
 #include "platform/schema_definition.h"
 #include "platform/schema_walk.h"
@@ -22,11 +22,11 @@ namespace OrinSchemaStore {
 namespace {
 
 using OrinConfigStore::ConfigStoreException;
-using OrinConfigStore::JVal;
-using OrinConfigStore::ValueSource;
 using OrinConfigStore::InsideFailure;
+using OrinConfigStore::JVal;
 using OrinConfigStore::TransactionFailure;
 using OrinConfigStore::TransactionPolicy;
+using OrinConfigStore::ValueSource;
 
 constexpr const char* kTextSource = "JSON text";
 constexpr const char* kUnreadableFile = "Invalid schema definition in %s: the file cannot be read";
@@ -63,12 +63,14 @@ bool WriteInstance(const Connection& connection, const SchemaDefinition& definit
       PartText(instance, schema, ValueSource::kVital),
       PartText(instance, schema, ValueSource::kCached),
   };
-  return DBStore::Execute(connection, kInsertDefault, values, {}, DBStore::kStatementTimeoutMs) == 0;
+  return DBStore::Execute(connection, kInsertDefault, values, {}, DBStore::kStatementTimeoutMs) ==
+         0;
 }
 
 bool WriteDefaults(const Connection& connection, const SchemaDefinition& definition) {
   const std::vector<std::string> names{definition.component, definition.group, definition.key};
-  if (DBStore::Execute(connection, kDeleteDefaults, names, {}, DBStore::kStatementTimeoutMs) != 0) return false;
+  if (DBStore::Execute(connection, kDeleteDefaults, names, {}, DBStore::kStatementTimeoutMs) != 0)
+    return false;
   if (!definition.defaultConfig) return true;
   const JVal& defaults = *definition.defaultConfig;
   if (defaults.IsObject()) return WriteInstance(connection, definition, defaults);

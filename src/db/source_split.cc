@@ -1,9 +1,9 @@
 #include "source_split.h"
 
 #include "configstore/exceptions.h"
+#include "json/document.h"
 #include "objects/config_store_object_impl.h"
 #include "objects/config_store_object_internal.h"
-#include "json/document.h"
 #include "platform/schema_object.h"
 #include "platform/schema_walk.h"
 

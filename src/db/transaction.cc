@@ -36,8 +36,7 @@ TransactionPolicy TransactionPolicy::ForOperation(const char* operation) {
                            InsideFailure::kForeignAsOperationFailed};
 }
 
-ScopedTransaction::ScopedTransaction(Connection connection,
-                                     const TransactionFailure& beginFailure)
+ScopedTransaction::ScopedTransaction(Connection connection, const TransactionFailure& beginFailure)
     : connection_(std::move(connection)) {
   if (DBStore::BeginTransaction(connection_) != 0) beginFailure.Raise();
 }

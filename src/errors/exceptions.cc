@@ -119,7 +119,6 @@ std::string ValidationException::toString() const {
 InvalidArgumentException::~InvalidArgumentException() = default;
 InvalidTypeException::~InvalidTypeException() = default;
 
-
 // Each looks the template up before touching the arguments, so an unknown
 // code raises std::out_of_range from the lookup itself.
 

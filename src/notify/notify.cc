@@ -9,8 +9,8 @@
 #include "configstore/exceptions.h"
 #include "configstore/json_doc.h"
 #include "configstore/logger.h"
-#include "platform/switches.h"
 #include "platform/host.h"
+#include "platform/switches.h"
 #include "uds_client.h"
 
 namespace OrinConfigStore {

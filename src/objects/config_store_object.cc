@@ -3,9 +3,9 @@
 #include <utility>
 
 #include "config_store_object_impl.h"
-#include "configstore/logger.h"
 #include "config_store_object_internal.h"
 #include "configstore/exceptions.h"
+#include "configstore/logger.h"
 #include "platform/schema_object.h"
 #include "platform/schema_store.h"
 

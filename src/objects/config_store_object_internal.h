@@ -53,7 +53,6 @@ std::shared_ptr<ConfigStoreObject> CreateObject(
 std::string GetInstanceIdFromValue(const JVal& value,
                                    const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema);
 
-
 }  // namespace OrinConfigStore
 
 #endif  // SRC_OBJECTS_CONFIG_STORE_OBJECT_INTERNAL_H_

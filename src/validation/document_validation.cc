@@ -4,12 +4,12 @@
 #include <utility>
 
 #include "configstore/logger.h"
+#include "identity_checks.h"
 #include "platform/json_validator.h"
 #include "platform/schema_document.h"
 #include "platform/schema_object.h"
 #include "platform/schema_store.h"
 #include "schema_validation.h"
-#include "identity_checks.h"
 
 namespace OrinConfigStore {
 

@@ -5,8 +5,8 @@
 #include "configstore/exceptions.h"
 #include "configstore/host.h"
 #include "json/document.h"
-#include "platform/schema_object.h"
 #include "objects/config_store_object_internal.h"
+#include "platform/schema_object.h"
 
 namespace OrinConfigStore {
 

@@ -41,7 +41,6 @@ void CheckBootContext(SchemaPtr schema, bool hasUserValues, const USERDATA_CONTE
 void CheckObjectUserContext(std::shared_ptr<ConfigStoreObject> object, SchemaPtr schema,
                             const USERDATA_CONTEXT& context);
 
-
 // The identifier of `object`. A null object is a caller's fault and raises
 // InvalidArgumentException 1100 "Invalid Argument" rather than crashing.
 const ConfigStoreObjectId& ObjectIdOf(const std::shared_ptr<StoreObject>& object);

@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "configstore/logger.h"
+#include "errors/format.h"
 #include "identity_checks.h"
 #include "json/document.h"
-#include "errors/format.h"
 #include "platform/json_validator.h"
 #include "platform/schema_object.h"
 

@@ -6,9 +6,9 @@
 
 #include "configstore/boot.h"
 #include "configstore/config_store.h"
+#include "database_root.h"
 #include "db/boot_status.h"
 #include "platform/db_store.h"
-#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

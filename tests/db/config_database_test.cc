@@ -7,11 +7,11 @@
 
 #include "configstore/config_store.h"
 #include "configstore/provisioning.h"
+#include "database_root.h"
 #include "db/config_database.h"
 #include "db/sql_format.h"
 #include "platform/db_store.h"
 #include "platform/host.h"
-#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

@@ -7,10 +7,10 @@
 #include <map>
 
 #include "configstore/host.h"
+#include "database_root.h"
 #include "db/config_reads.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/db_store.h"
-#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 
 #include "configstore/host.h"
+#include "database_root.h"
 #include "db/config_writes.h"
 #include "db/write_statements.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/db_store.h"
-#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {
@@ -112,8 +112,7 @@ TEST_F(ConfigWritesTest, ContextWritersChooseTheirStatement) {
   EXPECT_EQ(Row("UserValue, DesiredValue, Revision"),
             R"(UserValue={"mtu":1,"name":"nic1"}, DesiredValue=NULL, Revision=7)");
 
-  SetByContextInternal(Nic(R"({"mtu":5})", "nic5"), schema_, UPDATE_USER_KEEP_SUCCESS,
-                       connection_);
+  SetByContextInternal(Nic(R"({"mtu":5})", "nic5"), schema_, UPDATE_USER_KEEP_SUCCESS, connection_);
   EXPECT_EQ(Row("UserValue, Success, Revision", "nic5"),
             R"(UserValue={"mtu":5,"name":"nic5"}, Success=1, Revision=1)");
   db_.Sql("UPDATE Config SET Success=0, DesiredValue='{}' WHERE Identifier='nic5';");

@@ -64,8 +64,8 @@ class Redirect {
 
 // What the call returns and logs for each way a child ends or fails to start.
 TEST(ExecCommand, OnlyExitValueZeroSucceeds) {
-  const std::pair<int, std::string> noFile{0,
-                                           "Kernix_ForkExec failed, errno: No such file or directory"};
+  const std::pair<int, std::string> noFile{
+      0, "Kernix_ForkExec failed, errno: No such file or directory"};
   const std::pair<int, std::string> invalid{0, "Kernix_ForkExec failed, errno: Invalid argument"};
   const struct {
     std::vector<const char*> argv;
@@ -74,7 +74,9 @@ TEST(ExecCommand, OnlyExitValueZeroSucceeds) {
   } cases[] = {
       {{"/bin/true"}, true, {}},
       {{"/bin/sh", "-c", "exit 3"}, false, {{0, "Child process terminated with exit value: 3"}}},
-      {{"/bin/sh", "-c", "exit 255"}, false, {{0, "Child process terminated with exit value: 255"}}},
+      {{"/bin/sh", "-c", "exit 255"},
+       false,
+       {{0, "Child process terminated with exit value: 255"}}},
       // A child killed by a signal has exit value 0.
       {{"/bin/sh", "-c", "kill -KILL $$; exit 4"}, true, {}},
       {{"/nonexistent/configstore-probe"}, false, {noFile}},

@@ -4,8 +4,8 @@
 
 #include "configstore/json_doc.h"
 #include "configstore/store_object.h"
-#include "objects/store_object_impl.h"
 #include "json/document.h"
+#include "objects/store_object_impl.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {

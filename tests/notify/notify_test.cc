@@ -22,9 +22,9 @@
 #include <vector>
 
 #include "configstore/config_store.h"
+#include "database_root.h"
 #include "platform/host.h"
 #include "platform/socket_calls.h"
-#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {
@@ -47,7 +47,8 @@ std::string ReadToEnd(int fd) {
   std::string text;
   char buffer[4096];
   ssize_t count;
-  while ((count = read(fd, buffer, sizeof(buffer))) > 0) text.append(buffer, static_cast<std::size_t>(count));
+  while ((count = read(fd, buffer, sizeof(buffer))) > 0)
+    text.append(buffer, static_cast<std::size_t>(count));
   return text;
 }
 

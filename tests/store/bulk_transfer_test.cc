@@ -6,8 +6,8 @@
 #include <set>
 
 #include "configstore/config_store.h"
-#include "json/document.h"
 #include "database_root.h"
+#include "json/document.h"
 
 namespace OrinConfigStore {
 namespace {

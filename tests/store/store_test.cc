@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "configstore/config_store.h"
+#include "database_root.h"
 #include "platform/db_store.h"
 #include "store/config_store_impl.h"
-#include "database_root.h"
 
 namespace OrinConfigStore {
 namespace {

@@ -101,10 +101,8 @@ TEST_F(StoreWritesTest, UpdateMergesIntoTheStoredObjectByContext) {
 }
 
 TEST_F(StoreWritesTest, InstanceListsReplaceTheSetOrOneSource) {
-  store_->SetInstances({Nic("nic0", R"({"mtu":1500})"), Nic("nic1", R"({"mtu":9000})")},
-                       EXTERNAL);
-  store_->SetInstances({Nic("nic1", R"({"mtu":1500})"), Nic("nic2", R"({"mtu":1500})")},
-                       EXTERNAL);
+  store_->SetInstances({Nic("nic0", R"({"mtu":1500})"), Nic("nic1", R"({"mtu":9000})")}, EXTERNAL);
+  store_->SetInstances({Nic("nic1", R"({"mtu":1500})"), Nic("nic2", R"({"mtu":1500})")}, EXTERNAL);
   EXPECT_EQ(Ids(), (std::vector<std::string>{"nic1", "nic2"}));
 
   store_->SetVitalDataInstances({Nic("nic1", R"({"macAddress":"02:00:00:00:00:01"})")});
@@ -138,9 +136,8 @@ TEST_F(StoreWritesTest, AFailureInTheMiddleOfAListRollsItAllBack) {
       "BEGIN SELECT RAISE(ABORT, 'refused'); END;");
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "WriteComplete failed",
                   store_->SetInstances({Nic("nic1", "{}"), Nic("nic99", "{}")}, EXTERNAL));
-  EXPECT_CS_ERROR(
-      ConfigStoreException, 2000, "Write config instances failed",
-      store_->SetUserDataInstances({Nic("nic2", "{}"), Nic("nic99", "{}")}, EXTERNAL));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Write config instances failed",
+                  store_->SetUserDataInstances({Nic("nic2", "{}"), Nic("nic99", "{}")}, EXTERNAL));
   EXPECT_EQ(Ids(), std::vector<std::string>{"nic0"});
   EXPECT_EQ(Columns("UserValue", "Name='nics'"), R"(UserValue={"mtu":1500,"name":"nic0"})");
   // Other failures than the library's own are reported as the operation's.
@@ -163,8 +160,8 @@ TEST_F(StoreWritesTest, DeletingObjectsAndInstances) {
   store_->DeleteInstances(jumbo);
   EXPECT_EQ(Ids(), std::vector<std::string>{"nic0"});
   store_->SetInstances({Nic("nic0", "{}"), Nic("nic1", "{}")}, EXTERNAL);
-  store_->DeleteInstances(std::make_shared<FilterSpecObject>(
-      ConfigStoreObjectId("nics", "interfaces", "net", "nic1")));
+  store_->DeleteInstances(
+      std::make_shared<FilterSpecObject>(ConfigStoreObjectId("nics", "interfaces", "net", "nic1")));
   EXPECT_EQ(Ids(), std::vector<std::string>{"nic0"});
   store_->DeleteInstances(std::make_shared<FilterSpecObject>(kNics));  // empty filter: all
   EXPECT_TRUE(Ids().empty());

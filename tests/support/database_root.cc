@@ -14,7 +14,9 @@ DatabaseRoot::DatabaseRoot() {
 void DatabaseRoot::Sql(const std::string& statements) const {
   const auto connection = DBStore::GetConnection(DBStore::CONFIG);
   ASSERT_TRUE(connection);
-  ASSERT_EQ(DBStore::ExecuteV2(connection, statements, nullptr, nullptr, DBStore::kStatementTimeoutMs), 0) << statements;
+  ASSERT_EQ(
+      DBStore::ExecuteV2(connection, statements, nullptr, nullptr, DBStore::kStatementTimeoutMs), 0)
+      << statements;
 }
 
 std::vector<std::string> DatabaseRoot::Rows(const std::string& query) const {
