@@ -29,7 +29,6 @@ using OrinConfigStore::SqliteStatement;
 constexpr const char* kEnableWal = "PRAGMA journal_mode=WAL;";
 constexpr const char* kWalMode = "wal";
 constexpr const char* kSynchronousFull = "PRAGMA synchronous=FULL;";
-constexpr const char* kRollback = "ROLLBACK;";
 constexpr const char* kNoWal = "cannot switch to WAL: ";
 constexpr const char* kLogCannotOpen = "DBStore: cannot open %s: %s";
 constexpr const char* kLogCannotCreate = "DBStore: cannot create %s: %s";

@@ -22,6 +22,8 @@
 
 namespace DBStore {
 
+constexpr const char* kRollback = "ROLLBACK;";
+
 // The identity of a database file, so that a pooled connection on a file
 // that was since deleted or replaced is not handed out for the new one.
 struct FileId {

@@ -26,7 +26,7 @@ constexpr const char* kLogNoConnection = "DBStore: %s: no connection";
 constexpr const char* kNotReopened =
     "the connection inherited from the parent process could not be reopened";
 constexpr const char* kCallbackStopped = "the row callback stopped the statement";
-constexpr const char* kTransactionLost =
+constexpr const char* kStatementAfterLostTransaction =
     "the transaction was rolled back after an error; close its levels before running statements";
 // What StepAll answers when the callback stops the statement; not an SQLite code.
 constexpr int kStoppedByCallback = -1;
@@ -188,7 +188,8 @@ int LogNoConnection(const char* operation, int result) {
 int RunStatement(StoreConnection& connection, const std::string& text, const Binder& bind,
                  RowCallback callback, void* context, int timeoutMs) {
   if (!connection.Revive()) return LogFailure(text.c_str(), SQLITE_CANTOPEN, kNotReopened);
-  if (connection.TransactionLost()) return LogFailure(text.c_str(), SQLITE_ABORT, kTransactionLost);
+  if (connection.TransactionLost())
+    return LogFailure(text.c_str(), SQLITE_ABORT, kStatementAfterLostTransaction);
   sqlite3* db = connection.Handle();
   sqlite3_busy_timeout(db, timeoutMs);
   int status = SQLITE_OK;

@@ -18,7 +18,6 @@ constexpr const char* kTransactionLost = "the transaction was rolled back after 
 // transaction then never works from a snapshot another writer has passed.
 constexpr const char* kBegin = "BEGIN IMMEDIATE;";
 constexpr const char* kCommit = "COMMIT;";
-constexpr const char* kRollback = "ROLLBACK;";
 // Savepoints are named after the level they open (2 for the first nested one).
 constexpr const char* kSavepoint = "SAVEPOINT DBStoreLevel%d;";
 constexpr const char* kRelease = "RELEASE DBStoreLevel%d;";

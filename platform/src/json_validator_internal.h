@@ -18,6 +18,10 @@ namespace OrinConfigStore {
 
 // ---- The report
 
+// A member that the schema does not allow, by its standard keywords or by
+// strict members (tag 1).
+constexpr const char* kMemberNotAllowed = "member is not allowed by the schema";
+
 // One problem. `field` is a JSON pointer; the root is the empty pointer
 // until the report is written, where it becomes "/".
 struct ValidatorError {

@@ -63,7 +63,6 @@ constexpr unsigned kValidatorUses = 10000;
 
 constexpr const char* kGenericError = "value does not match the schema";
 constexpr const char* kMissingRequired = "required member is missing";
-constexpr const char* kNotAllowed = "member is not allowed by the schema";
 
 bool Listed(const char* name, const char* const* begin, const char* const* end) {
   for (const char* const* it = begin; it != end; ++it) {
@@ -233,7 +232,7 @@ constexpr MemberMessage kMemberMessages[] = {
     {{"Object contains a property that could not be validated using 'properties' or "
       "'additionalProperties' constraints: '",
       "'.", true},
-     kNotAllowed},
+     kMemberNotAllowed},
 };
 
 // Messages that only say that something below failed.

@@ -1,5 +1,6 @@
 #include "json/document.h"
 #include "json_validator_internal.h"
+#include "platform/schema_walk.h"
 
 #include <string>
 #include <unordered_set>
@@ -12,7 +13,6 @@ namespace OrinConfigStore {
 
 namespace {
 
-constexpr const char* kNotAllowed = "member is not allowed by the schema";
 constexpr const char* kDeprecated = "member is deprecated";
 constexpr const char* kVitalHere = "member is vital and cannot be written here";
 constexpr const char* kCachedHere = "member is cached and cannot be written here";
@@ -21,10 +21,10 @@ constexpr const char* kNotCached = "member is not cached and cannot be written h
 constexpr const char* kInstanceIdMissing = "instance id member \"%s\" is missing or empty";
 constexpr const char* kInstanceIdDuplicate = "duplicate instance id \"%s\"";
 
-constexpr const char* kVitalMark = "vital";
-constexpr const char* kCachedMark = "cached";
-constexpr const char* kInstanceIdMark = "instanceId";
-constexpr const char* kDeprecatedMark = "deprecated";
+using OrinSchemaStore::kCachedMark;
+using OrinSchemaStore::kDeprecatedMark;
+using OrinSchemaStore::kInstanceIdMark;
+using OrinSchemaStore::kVitalMark;
 
 enum class Source { kUser, kVital, kCached };
 
@@ -100,7 +100,7 @@ class TagWalk {
           pointer, std::string(member.name.GetString(), member.name.GetStringLength()));
       const JVal* declared = MemberNamed(properties, member.name);
       if (strict && declared == nullptr) {
-        Report(field, kNotAllowed);
+        Report(field, kMemberNotAllowed);
         continue;
       }
       const SchemaNode sub = declared ? Node(declared) : Child(node, "additionalProperties");

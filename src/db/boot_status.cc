@@ -57,7 +57,6 @@ constexpr const char* kNotPartOfDesired =
 constexpr const char* kRestoreFailed = "Database call to update configuration failed for: ";
 constexpr const char* kDropFailed =
     "DeleteDesiredValue: Failed to delete DesiredValue for given csoId.";
-constexpr const char* kGetFailed = "Get failed: ";
 constexpr const char* kReadOrdinary =
     "SELECT Version, CASE WHEN DesiredValue IS NULL THEN UserValue ELSE DesiredValue END as "
     "Value, VitalValue from Config WHERE Name='options' and ConfigGroup='kernix' and "
@@ -73,22 +72,13 @@ constexpr const char* kReadDesiredBoot =
 constexpr const char* kKernelWriteFailed =
     "Database call to update Kernel options configuration failed for: ";
 
-bool Run(const Connection& connection, const std::string& statement,
-         const std::vector<std::string>& values = {}) {
-  return DBStore::Execute(connection, statement, values, {}, kStatementTimeoutMs) == 0;
-}
-
 // The object made of one column of the identifier's row, or null.
 std::shared_ptr<ConfigStoreObject> ReadColumn(const char* statementTemplate, const char* column,
                                               const ConfigStoreObjectId& id,
                                               const SchemaPtr& schema,
                                               const Connection& connection) {
-  std::shared_ptr<ConfigStoreObject> object;
-  auto visit = [&](const RowView& row) { object = RowLayers(row, id, schema).Layer(column); };
-  if (VisitRows(connection, FormatSql(statementTemplate, IdentifierParts(id)), visit) == 1) {
-    throw ConfigStoreException(kGetFailed + id.toString());
-  }
-  return object;
+  return ReadObject(statementTemplate, id, connection,
+                    [&](const RowView& row) { return RowLayers(row, id, schema).Layer(column); });
 }
 
 const JVal& Data(const std::shared_ptr<ConfigStoreObject>& object) {
@@ -109,8 +99,8 @@ void SetBootStatusInternal(const ConfigStoreObjectId& id, bool success,
                            const Connection& connection) {
   if (!success) return;
   const bool one = !id.instanceId.empty();
-  if (!Run(connection,
-           FormatSql(one ? kMarkAppliedInstance : kMarkAppliedKey, IdentifierParts(id, one)))) {
+  if (!ExecuteStatement(connection, FormatSql(one ? kMarkAppliedInstance : kMarkAppliedKey,
+                                              IdentifierParts(id, one)))) {
     throw ConfigStoreException(kMarkFailed);
   }
 }
@@ -119,7 +109,8 @@ void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& obje
                                   const SchemaPtr& schema, const Connection& connection) {
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
   auto applied = ReadColumn(kReadApplied, kUserValue, id, schema, connection);
-  if (!applied && !Run(connection, FormatSql(kKeepUserAsDesired, IdentifierParts(id)))) {
+  if (!applied &&
+      !ExecuteStatement(connection, FormatSql(kKeepUserAsDesired, IdentifierParts(id)))) {
     throw ConfigStoreException(kCopyFailed + id.toString());
   }
   const auto desired = ReadColumn(kReadDesired, kDesiredValue, id, schema, connection);
@@ -132,32 +123,23 @@ void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& obje
     applied = CreateObject(id, CreateDocumentFromString(object->GetSerializedData()), schema);
   else
     UpdateConfigInternal(applied, object, &schema->GetInstanceKeyMap());
-  if (!Run(connection, FormatSql(kWriteRestored, IdentifierParts(id)),
-           {applied->GetSerializedData()})) {
+  if (!ExecuteStatement(connection, FormatSql(kWriteRestored, IdentifierParts(id)),
+                        {applied->GetSerializedData()})) {
     throw ConfigStoreException(kRestoreFailed + id.toString());
   }
   if (Data(applied) == Data(desired) &&
-      !Run(connection, FormatSql(kDropDesired, {id.key, id.component, id.group, id.instanceId}))) {
+      !ExecuteStatement(connection,
+                        FormatSql(kDropDesired, {id.key, id.component, id.group, id.instanceId}))) {
     throw ConfigStoreException(kDropFailed);
   }
 }
 
 std::vector<std::shared_ptr<ConfigStoreObject>> GetDesiredInstancesInternal(
     const ConfigStoreObjectId& id, const Connection& connection, const SchemaPtr& schema) {
-  std::vector<std::shared_ptr<ConfigStoreObject>> objects;
-  ConfigStoreObjectId instance = id;
-  auto visit = [&](const RowView& row) {
-    const char* identifier = row.Get(kIdentifier);
-    instance.instanceId = identifier != nullptr ? identifier : "";
-    if (auto object = RowLayers(row, instance, schema).Layer(kValue)) {
-      objects.push_back(std::move(object));
-    }
-  };
-  if (VisitRows(connection, FormatSql(kReadDesiredInstances, IdentifierParts(id, false)), visit) ==
-      1) {
-    throw ConfigStoreException(kGetFailed + id.toString());
-  }
-  return objects;
+  auto desired = [](const RowView& row, const ConfigStoreObjectId& instance,
+                    const SchemaPtr& type) { return RowLayers(row, instance, type).Layer(kValue); };
+  return ReadInstances(FormatSql(kReadDesiredInstances, IdentifierParts(id, false)), id, connection,
+                       schema, desired, GetFailedMessage(id));
 }
 
 std::shared_ptr<ConfigStoreObject> GetKernelOptionsInternal(const ConfigStoreObjectId& id,
@@ -172,7 +154,7 @@ std::shared_ptr<ConfigStoreObject> GetKernelOptionsInternal(const ConfigStoreObj
     options = MergeConfig(std::move(value), layers.Layer(kVitalValue), nullptr, nullptr);
   };
   if (VisitRows(connection, statement, visit) == 1) {
-    throw ConfigStoreException(kGetFailed + id.toString());
+    throw ConfigStoreException(GetFailedMessage(id));
   }
   return options;
 }

@@ -21,8 +21,8 @@ const std::string kInstanceId = "Identifier TEXT NOT NULL DEFAULT '',";
 const std::string kSource = "Source INTEGER,";
 const std::string kTimes =
     "ModifiedTime DATETIME DEFAULT (datetime(CURRENT_TIMESTAMP)),CreationTime DATETIME,";
-const std::string kVersion = "Version TEXT DEFAULT '',";
-const std::string kSuccess = "Success BOOLEAN DEFAULT 1,";
+const std::string kVersionColumn = "Version TEXT DEFAULT '',";
+const std::string kSuccessColumn = "Success BOOLEAN DEFAULT 1,";
 const std::string kInstanceKey = "PRIMARY KEY(Component, ConfigGroup, Name, Identifier))";
 const std::string kObjectKey = "PRIMARY KEY(Component, ConfigGroup, Name))";
 const std::string kBootAction =
@@ -37,23 +37,26 @@ const std::string kCreateKvTable =
     "CREATE TABLE IF NOT EXISTS KVTable(Key TEXT, Value TEXT, ModifiedTime DATETIME DEFAULT "
     "(datetime(CURRENT_TIMESTAMP)),CreationTime DATETIME,PRIMARY KEY(Key));";
 const std::string kCreateConfig =
-    "CREATE TABLE IF NOT EXISTS Config(" + kIdentity + kInstanceId + kTimes + kVersion + kSuccess +
+    "CREATE TABLE IF NOT EXISTS Config(" + kIdentity + kInstanceId + kTimes + kVersionColumn +
+    kSuccessColumn +
     "AutoConfValue TEXT, UserValue TEXT, VitalValue TEXT, CachedValue TEXT, DesiredValue TEXT, "
     "Revision INTEGER DEFAULT 0, " +
     kInstanceKey;
 const std::string kCreateDefaultConfig =
     "CREATE TABLE IF NOT EXISTS DefaultConfig(VitalValue "
     "TEXT, CachedValue TEXT, " +
-    kIdentityWithValue + kInstanceId + kSource + kTimes + kVersion + kSuccess + kInstanceKey;
+    kIdentityWithValue + kInstanceId + kSource + kTimes + kVersionColumn + kSuccessColumn +
+    kInstanceKey;
 const std::string kCreateDesiredUserConfig =
     "CREATE TABLE IF NOT EXISTS DesiredUserConfig(" + kIdentityWithValue + kInstanceId +
-    "VitalValue TEXT, CachedValue TEXT, " + kVersion + kSuccess + kBootAction + kInstanceKey;
-const std::string kCreateUpgradeStatus = "CREATE TABLE IF NOT EXISTS UpgradeStatus(" +
-                                         kIdentityWithValue + kInstanceId + kTimes + kVersion +
-                                         kSuccess + " LibName TEXT, PRIMARY KEY(LibName))";
+    "VitalValue TEXT, CachedValue TEXT, " + kVersionColumn + kSuccessColumn + kBootAction +
+    kInstanceKey;
+const std::string kCreateUpgradeStatus =
+    "CREATE TABLE IF NOT EXISTS UpgradeStatus(" + kIdentityWithValue + kInstanceId + kTimes +
+    kVersionColumn + kSuccessColumn + " LibName TEXT, PRIMARY KEY(LibName))";
 const std::string kCreateConfigSchema = "CREATE TABLE IF NOT EXISTS ConfigSchema(ParcelId TEXT," +
-                                        kIdentityWithValue + kVersion + kSuccess + kSchemaFlags +
-                                        kObjectKey;
+                                        kIdentityWithValue + kVersionColumn + kSuccessColumn +
+                                        kSchemaFlags + kObjectKey;
 const std::string kCreateDataFileSchema =
     "CREATE TABLE IF NOT EXISTS DataFileSchema (ParcelId TEXT NOT NULL,Component TEXT NOT "
     "NULL,Key TEXT NOT NULL,Version TEXT NOT NULL,PRIMARY KEY(Component, Key));";
@@ -74,8 +77,8 @@ const std::string kUpdateModifiedTimeTrigger =
 
 constexpr const char* kLogFailed = "InitializeDatabase: %s failed";
 
-void Run(const std::shared_ptr<DBStore::StoreConnection>& connection, const std::string& statement,
-         CSErrorCodes code) {
+void RunCreate(const std::shared_ptr<DBStore::StoreConnection>& connection,
+               const std::string& statement, CSErrorCodes code) {
   if (DBStore::ExecuteV2(connection, statement, nullptr, nullptr, kStatementTimeoutMs) != 0) {
     CSLogger::Log(0, kLogFailed, statement.c_str());
     ThrowException<ConfigStoreException>(code);
@@ -108,10 +111,10 @@ void InitializeDatabase() {
   const auto connection = DBStore::GetConnection(DBStore::CONFIG);
   if (!connection) ThrowException<ConfigStoreException>(CS_ERR_DB_OPEN, path.c_str());
   for (const std::string& statement : CreateTableStatements()) {
-    Run(connection, statement, CS_ERR_CREATE_TABLE);
+    RunCreate(connection, statement, CS_ERR_CREATE_TABLE);
   }
   for (const auto& trigger : CreateTriggerStatements()) {
-    Run(connection, trigger.second, CS_ERR_CREATE_TRIGGER);
+    RunCreate(connection, trigger.second, CS_ERR_CREATE_TRIGGER);
   }
 }
 

@@ -59,26 +59,10 @@ constexpr const char* kRevisionsOfKey =
 constexpr const char* kInstanceIds =
     "select identifier from config where Name='%s' and ConfigGroup='%s' and Component='%s';";
 
-constexpr const char* kGetFailed = "Get failed: ";
 constexpr const char* kRevisionFailed = "GetRevision command failed";
 constexpr const char* kInstanceIdsFailed = "GetInstanceIds failed";
 constexpr const char* kRowsFailed = "Get store rows failed.";
 constexpr const char* kLogNotFound = "Object not found: %s";
-
-// Reads the identifier's row and builds the object `build` makes of it
-// (null without a row; with several, the last). Only a database result of
-// exactly 1 is a failure.
-template <typename Build>
-std::shared_ptr<ConfigStoreObject> ReadObject(const char* statementTemplate,
-                                              const ConfigStoreObjectId& id,
-                                              const Connection& connection, Build build) {
-  std::shared_ptr<ConfigStoreObject> object;
-  auto visit = [&](const RowView& row) { object = build(row); };
-  if (VisitRows(connection, FormatSql(statementTemplate, IdentifierParts(id)), visit) == 1) {
-    throw ConfigStoreException(kGetFailed + id.toString());
-  }
-  return object;
-}
 
 // The layers are built in merge order: vital, cached, automatic, user.
 std::shared_ptr<ConfigStoreObject> MergedRow(const RowView& row, const ConfigStoreObjectId& id,
@@ -93,25 +77,6 @@ std::shared_ptr<ConfigStoreObject> MergedDefaultRow(const RowView& row,
                                                     const SchemaPtr& schema) {
   RowLayers layers(row, id, schema);
   return layers.Merged({layers.Text(kVitalValue), layers.Text(kCachedValue), layers.Text(kValue)});
-}
-
-// One object per row of `statement`, the row's Identifier as its instance
-// id; empty merges are left out. A result of exactly 1 is a failure.
-template <typename MergeRow>
-std::vector<std::shared_ptr<ConfigStoreObject>> ReadInstances(const std::string& statement,
-                                                              const ConfigStoreObjectId& id,
-                                                              const Connection& connection,
-                                                              const SchemaPtr& schema,
-                                                              MergeRow merge) {
-  std::vector<std::shared_ptr<ConfigStoreObject>> objects;
-  ConfigStoreObjectId instance = id;
-  auto visit = [&](const RowView& row) {
-    const char* identifier = row.Get(kIdentifier);
-    instance.instanceId = identifier != nullptr ? identifier : "";
-    if (auto object = merge(row, instance, schema)) objects.push_back(std::move(object));
-  };
-  if (VisitRows(connection, statement, visit) == 1) throw ConfigStoreException(kRowsFailed);
-  return objects;
 }
 
 // A column's text as a number, as atoi reads it; 0 for an absent column.
@@ -183,7 +148,7 @@ std::vector<std::shared_ptr<ConfigStoreObject>> GetConfigInstancesInternal(
   } else {
     const char* statement = GetUpgradeCtx() ? kGetInstancesUpgrade : kGetInstances;
     objects = ReadInstances(FormatSql(statement, IdentifierParts(id, false)), id, connection,
-                            schema, MergedRow);
+                            schema, MergedRow, kRowsFailed);
   }
   return FilterConfigStoreObjects(objects, filter);
 }
@@ -195,7 +160,7 @@ std::vector<std::shared_ptr<ConfigStoreObject>> GetDefaultConfigInstancesInterna
   const bool one = !id.instanceId.empty();
   auto objects =
       ReadInstances(FormatSql(one ? kGetDefault : kGetDefaults, IdentifierParts(id, one)), id,
-                    connection, schema, MergedDefaultRow);
+                    connection, schema, MergedDefaultRow, kRowsFailed);
   return FilterConfigStoreObjects(objects, filter);
 }
 

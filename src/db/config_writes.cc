@@ -25,11 +25,6 @@ std::vector<std::string> RowParts(const ConfigStoreObjectId& id, const std::stri
   return {id.instanceId, id.key, id.group, id.component, version};
 }
 
-bool Run(const Connection& connection, const std::string& statement,
-         const std::vector<std::string>& values = {}) {
-  return DBStore::Execute(connection, statement, values, {}, kStatementTimeoutMs) == 0;
-}
-
 // The user, vital and cached parts of the object, serialised ("" for none).
 std::vector<std::string> SourceParts(const std::shared_ptr<ConfigStoreObject>& object,
                                      const SchemaPtr& schema) {
@@ -45,7 +40,7 @@ void WriteInstances(const ObjectList& objects, const std::string& prefix, const 
     std::string version = object->GetVersion();
     if (version.empty()) version = schemaVersion;
     const std::string statement = prefix + FormatSql(row.c_str(), RowParts(id, version));
-    if (!Run(connection, statement, {object->GetSerializedData()})) {
+    if (!ExecuteStatement(connection, statement, {object->GetSerializedData()})) {
       throw ConfigStoreException(kInstancesWriteFailed);
     }
   }
@@ -86,8 +81,8 @@ void UpdateByContextInternal(const std::shared_ptr<ConfigStoreObject>& object,
                                  : context == UPDATE_AUTOMATIC       ? s.updateAutomatic
                                                                      : s.updateUser;
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
-  if (!Run(connection, FormatSql(statement.c_str(), IdentifierParts(id)),
-           SourceParts(object, schema))) {
+  if (!ExecuteStatement(connection, FormatSql(statement.c_str(), IdentifierParts(id)),
+                        SourceParts(object, schema))) {
     throw ConfigStoreException(kContextWriteFailed + id.toString());
   }
 }
@@ -99,8 +94,9 @@ void SetByContextInternal(const std::shared_ptr<ConfigStoreObject>& object, cons
                                  : context == UPDATE_AUTOMATIC       ? s.automatic
                                                                      : s.userKeepingSuccess;
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
-  if (!Run(connection, FormatSql(statement.c_str(), RowParts(id, VersionToStore(*object, schema))),
-           SourceParts(object, schema))) {
+  if (!ExecuteStatement(connection,
+                        FormatSql(statement.c_str(), RowParts(id, VersionToStore(*object, schema))),
+                        SourceParts(object, schema))) {
     throw ConfigStoreException(kContextWriteFailed + id.toString());
   }
 }
@@ -136,9 +132,9 @@ void WriteCompleteConfigInstances(const CompleteRows& rows, const Connection& co
   for (const auto& [id, values] : rows) {
     const std::string statement =
         s.completePrefix + FormatSql(s.completeRow.c_str(), RowParts(id, Column(values, kVersion)));
-    if (!Run(connection, statement,
-             {Column(values, kAutoConfValue), Column(values, kUserValue),
-              Column(values, kVitalValue), Column(values, kCachedValue)})) {
+    if (!ExecuteStatement(connection, statement,
+                          {Column(values, kAutoConfValue), Column(values, kUserValue),
+                           Column(values, kVitalValue), Column(values, kCachedValue)})) {
       throw ConfigStoreException(kCompleteWriteFailed);
     }
   }
@@ -147,13 +143,14 @@ void WriteCompleteConfigInstances(const CompleteRows& rows, const Connection& co
 void DeleteInternal(const ConfigStoreObjectId& id, const Connection& connection) {
   const std::string statement =
       FormatSql(Statements().deleteOne.c_str(), {id.key, id.component, id.instanceId, id.group});
-  if (!Run(connection, statement)) throw ConfigStoreException(kDeleteFailed + id.toString());
+  if (!ExecuteStatement(connection, statement))
+    throw ConfigStoreException(kDeleteFailed + id.toString());
 }
 
 void DeleteInstancesInternal(const ConfigStoreObjectId& id, const Connection& connection) {
   const std::string statement =
       FormatSql(Statements().deleteInstances.c_str(), {id.key, id.component, id.group});
-  if (!Run(connection, statement)) {
+  if (!ExecuteStatement(connection, statement)) {
     throw ConfigStoreException(kDeleteInstancesFailed + id.toString());
   }
 }
@@ -162,7 +159,7 @@ void DeletePartialConfigInstances(const std::string& column, const ConfigStoreOb
                                   const Connection& connection) {
   const std::string statement =
       FormatSql(Statements().clearSource.c_str(), {column, id.key, id.group, id.component});
-  if (!Run(connection, statement)) throw ConfigStoreException(kClearFailed);
+  if (!ExecuteStatement(connection, statement)) throw ConfigStoreException(kClearFailed);
 }
 
 void DeleteVitalConfigInstances(const ConfigStoreObjectId& id, const Connection& connection) {

@@ -15,6 +15,7 @@ namespace OrinConfigStore {
 namespace {
 
 constexpr const char* kSuccessful = "1";
+constexpr const char* kGetFailed = "Get failed: ";
 
 void Store(RowMap& row, int columns, char** values, char** names) {
   for (int i = 0; i < columns; ++i) {
@@ -131,5 +132,12 @@ std::vector<std::string> IdentifierParts(const ConfigStoreObjectId& id, bool wit
   if (!withInstance) return {id.key, id.group, id.component};
   return {id.key, id.group, id.component, id.instanceId};
 }
+
+bool ExecuteStatement(const Connection& connection, const std::string& statement,
+                      const std::vector<std::string>& values) {
+  return DBStore::Execute(connection, statement, values, {}, kStatementTimeoutMs) == 0;
+}
+
+std::string GetFailedMessage(const ConfigStoreObjectId& id) { return kGetFailed + id.toString(); }
 
 }  // namespace OrinConfigStore

@@ -12,8 +12,10 @@
 
 #include "config_table.h"
 #include "configstore/config_store_object.h"
+#include "configstore/exceptions.h"
 #include "configstore/json_doc.h"
 #include "platform/db_store.h"
+#include "sql_format.h"
 
 namespace OrinSchemaStore {
 class SchemaObject;
@@ -110,6 +112,48 @@ std::shared_ptr<ConfigStoreObject> MergeConfig(std::shared_ptr<ConfigStoreObject
 // The identifier's parts in statement order: key, group, component and,
 // when `withInstance`, instance id.
 std::vector<std::string> IdentifierParts(const ConfigStoreObjectId& id, bool withInstance = true);
+
+// Runs a statement that returns no rows, with `values` bound to its "?"
+// placeholders; false when the database refuses it.
+bool ExecuteStatement(const Connection& connection, const std::string& statement,
+                      const std::vector<std::string>& values = {});
+
+// "Get failed: <id>", the message of a failed read of one object.
+std::string GetFailedMessage(const ConfigStoreObjectId& id);
+
+// Reads the identifier's row of `statementTemplate` (filled with the
+// identifier's parts) and returns the object `build` makes of it: null
+// without a row, with several the last. Only a database result of exactly 1
+// is a failure (ConfigStoreException 2000 GetFailedMessage(id)).
+template <typename Build>
+std::shared_ptr<ConfigStoreObject> ReadObject(const char* statementTemplate,
+                                              const ConfigStoreObjectId& id,
+                                              const Connection& connection, Build build) {
+  std::shared_ptr<ConfigStoreObject> object;
+  auto visit = [&](const RowView& row) { object = build(row); };
+  if (VisitRows(connection, FormatSql(statementTemplate, IdentifierParts(id)), visit) == 1) {
+    throw ConfigStoreException(GetFailedMessage(id));
+  }
+  return object;
+}
+
+// One object per row of `statement`, `merge` of the row with the row's
+// Identifier as its instance id; null merges are left out. A result of
+// exactly 1 raises ConfigStoreException 2000 `failure`.
+template <typename MergeRow>
+std::vector<std::shared_ptr<ConfigStoreObject>> ReadInstances(
+    const std::string& statement, const ConfigStoreObjectId& id, const Connection& connection,
+    const SchemaPtr& schema, MergeRow merge, const std::string& failure) {
+  std::vector<std::shared_ptr<ConfigStoreObject>> objects;
+  ConfigStoreObjectId instance = id;
+  auto visit = [&](const RowView& row) {
+    const char* identifier = row.Get(kIdentifier);
+    instance.instanceId = identifier != nullptr ? identifier : "";
+    if (auto object = merge(row, instance, schema)) objects.push_back(std::move(object));
+  };
+  if (VisitRows(connection, statement, visit) == 1) throw ConfigStoreException(failure);
+  return objects;
+}
 
 }  // namespace OrinConfigStore
 

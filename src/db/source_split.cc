@@ -13,8 +13,8 @@ namespace {
 
 constexpr const char* kInvalidField = "Invalid field in schema: ";
 constexpr const char* kExpectedArray = "Schema error:Expected array type";
-constexpr const char* kVitalMark = "vital";
-constexpr const char* kCachedMark = "cached";
+using OrinSchemaStore::kCachedMark;
+using OrinSchemaStore::kVitalMark;
 constexpr const char* kArrayType = "array";
 using OrinSchemaStore::kItemsKeyword;
 using OrinSchemaStore::kTypeKeyword;

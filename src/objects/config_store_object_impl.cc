@@ -21,7 +21,6 @@ constexpr const char* kLogNoSchemaForKey = "Schema object not found for key: %s"
 constexpr const char* kLogNullSchema = "Schema object is null.";
 constexpr const char* kEmptyIdMap = "{}";
 
-constexpr const char* kLogTrace = "%s : %s";
 constexpr const char* kLogKeyNotFound = "%s: Could not find key: %s";
 constexpr const char* kLogNoFilter = "%s called with no filter spec object";
 constexpr const char* kInstanceIdRequired = "Non-Singleton object should contain instanceId";
@@ -48,10 +47,6 @@ const JVal* DefaultsAt(const JVal& defaults, const std::vector<std::string>& pat
     if (current == nullptr) return nullptr;
   }
   return current->IsObject() ? current : nullptr;
-}
-
-void Trace(const char* operation, const SubObjectId& sid) {
-  CSLogger::Log(4, kLogTrace, operation, sid.toString().c_str());
 }
 
 JVal* Member(JVal& object, const std::string& key) {
@@ -174,7 +169,7 @@ std::shared_ptr<ConfigStoreObject> ConfigStoreObjectImpl::MakeSubObjectPtr(
 }
 
 std::shared_ptr<ConfigStoreObject> ConfigStoreObjectImpl::CreateSubObject(const SubObjectId& sid) {
-  Trace("CreateSubObject", sid);
+  TraceSubObject("CreateSubObject", sid);
   JVal& data = Value();
   JVal* member = Member(data, sid.key);
   const JVal* instanceKey = InstanceKeyOf(sid.key);
@@ -201,7 +196,7 @@ std::shared_ptr<ConfigStoreObject> ConfigStoreObjectImpl::CreateSubObject(const 
 
 std::shared_ptr<ConfigStoreObject> ConfigStoreObjectImpl::GetSubObject(
     const SubObjectId& sid) const {
-  Trace("GetSubObject", sid);
+  TraceSubObject("GetSubObject", sid);
   JVal* member = Member(Value(), sid.key);
   if (member == nullptr) {
     CSLogger::Log(4, kLogKeyNotFound, "GetSubObject", sid.key.c_str());
@@ -219,7 +214,7 @@ std::shared_ptr<ConfigStoreObject> ConfigStoreObjectImpl::GetSubObject(
 }
 
 void ConfigStoreObjectImpl::DeleteSubObject(const SubObjectId& sid) {
-  Trace("DeleteSubObject", sid);
+  TraceSubObject("DeleteSubObject", sid);
   JVal& data = Value();
   JVal* member = Member(data, sid.key);
   if (member == nullptr) {
@@ -246,7 +241,7 @@ std::vector<std::shared_ptr<ConfigStoreObject>> ConfigStoreObjectImpl::GetSubObj
   }
   const ConfigStoreObjectId& filterId = filter->GetConfigStoreObjectId();
   const SubObjectId sid(filterId.key, filterId.instanceId);
-  Trace("GetSubObjectInstances", sid);
+  TraceSubObject("GetSubObjectInstances", sid);
   const JVal* instanceKey = InstanceKeyOf(sid.key);
   if (instanceKey == nullptr) {
     throw InvalidArgumentException(CS_ERR_NOT_NONSINGLETON, kNotNonSingleton + sid.toString());
@@ -276,7 +271,7 @@ void ConfigStoreObjectImpl::DeleteSubObjectInstances(
     return;
   }
   const ConfigStoreObjectId& filterId = filter->GetConfigStoreObjectId();
-  Trace("DeleteSubObjectInstances", SubObjectId(filterId.key, filterId.instanceId));
+  TraceSubObject("DeleteSubObjectInstances", SubObjectId(filterId.key, filterId.instanceId));
   for (const auto& instance : GetSubObjectInstances(filter)) {
     const ConfigStoreObjectId& id = instance->GetConfigStoreObjectId();
     DeleteSubObject(SubObjectId(id.key, id.instanceId));

@@ -15,19 +15,14 @@ namespace OrinConfigStore {
 
 namespace {
 
-constexpr const char* kLogTrace = "%s : %s";
 constexpr const char* kFilterExists = "SubObject filter already exists.";
 
 constexpr const char* kLogRepeatedFilter = "%s: Non-Singleton SubObject filtering not supported";
-constexpr const char* kLogMissingKey = "obj is not susbset, key %s did not match";
-constexpr const char* kLogMissingInstance = "obj is not subset, instanceId %s did not match";
+constexpr const char* kLogNotSubsetKey = "obj is not susbset, key %s did not match";
+constexpr const char* kLogNotSubsetInstance = "obj is not subset, instanceId %s did not match";
 constexpr const char* kPropertiesKeyword = "properties";
 constexpr const char* kItemsKeyword = "items";
 constexpr const char* kInstanceIdKeyword = "instanceId";
-
-void Trace(const char* operation, const SubObjectId& sid) {
-  CSLogger::Log(4, kLogTrace, operation, sid.toString().c_str());
-}
 
 bool IsArraySubset(const JVal& data, const JVal& part, const JVal& schema) {
   const auto mark = schema.FindMember(kInstanceIdKeyword);
@@ -38,7 +33,7 @@ bool IsArraySubset(const JVal& data, const JVal& part, const JVal& schema) {
     const std::string instanceId(id.GetString(), id.GetStringLength());
     const JVal* match = FindInstance(data, instanceKey, instanceId);
     if (match == nullptr) {
-      CSLogger::Log(0, kLogMissingInstance, instanceId.c_str());
+      CSLogger::Log(0, kLogNotSubsetInstance, instanceId.c_str());
       return false;
     }
     if (!IsSchemaSubset(*match, element, RequireMember(schema, kItemsKeyword))) return false;
@@ -59,7 +54,7 @@ std::shared_ptr<FilterSpecObject> FilterSpecObjectImpl::MakeView(const SubObject
 
 std::shared_ptr<FilterSpecObject> FilterSpecObjectImpl::CreateSubObjectFilter(
     const SubObjectId& sid) {
-  Trace("CreateSubObjectFilter", sid);
+  TraceSubObject("CreateSubObjectFilter", sid);
   JVal& data = Value();
   if (ConfigStoreDocument::ValueExists(data, sid.key.c_str())) {
     throw ConfigStoreException(kFilterExists);
@@ -70,13 +65,13 @@ std::shared_ptr<FilterSpecObject> FilterSpecObjectImpl::CreateSubObjectFilter(
 
 std::shared_ptr<FilterSpecObject> FilterSpecObjectImpl::GetSubObjectFilter(
     const SubObjectId& sid) const {
-  Trace("GetSubObjectFilter", sid);
+  TraceSubObject("GetSubObjectFilter", sid);
   if (!ConfigStoreDocument::ValueExists(Value(), sid.key.c_str())) return nullptr;
   return MakeView(sid);
 }
 
 void FilterSpecObjectImpl::DeleteSubObjectFilter(const SubObjectId& sid) {
-  Trace("DeleteSubObjectFilter", sid);
+  TraceSubObject("DeleteSubObjectFilter", sid);
   Value().RemoveMember(JsonKey(sid.key));
 }
 
@@ -134,7 +129,7 @@ bool IsSchemaSubset(const JVal& data, const JVal& part, const JVal& schema) {
   for (const auto& member : part.GetObject()) {
     const auto found = data.FindMember(member.name);
     if (found == data.MemberEnd()) {
-      CSLogger::Log(0, kLogMissingKey, member.name.GetString());
+      CSLogger::Log(0, kLogNotSubsetKey, member.name.GetString());
       return false;
     }
     const JVal& properties = RequireMember(schema, kPropertiesKeyword);

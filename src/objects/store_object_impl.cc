@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "configstore/exceptions.h"
+#include "configstore/logger.h"
 #include "configstore/store_object.h"
 #include "json/document.h"
 
@@ -14,6 +15,7 @@ namespace OrinConfigStore {
 
 namespace {
 
+constexpr const char* kLogSubObjectTrace = "%s : %s";
 constexpr const char* kInvalidTypePrefix = "Invalid type specified for: ";
 constexpr const char* kEmptyKey = "key cannot be empty";
 constexpr const char* kVectorNotEmpty = "Output vector must be empty.";
@@ -94,6 +96,10 @@ JVal StringValue(const std::string& text, JAllocator& allocator) {
 
 void ThrowInvalidType(const char* key) {
   throw InvalidTypeException(std::string(kInvalidTypePrefix) + key);
+}
+
+void StoreObjectImpl::TraceSubObject(const char* operation, const SubObjectId& sid) {
+  CSLogger::Log(4, kLogSubObjectTrace, operation, sid.toString().c_str());
 }
 
 void RequireKey(const char* key) {

@@ -80,6 +80,8 @@ class StoreObjectImpl {
   void SetData(const char* json);
 
  protected:
+  // Logs a sub-object operation at the read-trace priority.
+  static void TraceSubObject(const char* operation, const SubObjectId& sid);
   // The JSON value this view edits.
   JVal& Value() const { return *document_->GetJsonValuePtr(); }
   JAllocator& Allocator() const { return document_->GetAllocator(); }

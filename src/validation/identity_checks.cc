@@ -7,6 +7,7 @@
 #include "json/document.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/schema_object.h"
+#include "platform/schema_walk.h"
 
 namespace OrinConfigStore {
 
@@ -20,11 +21,11 @@ constexpr const char* kSingletonType = "API called for singleton object, non-sin
 constexpr const char* kExternalDuringBoot =
     "API cannot be invoked with EXTERNAL context during boot";
 
-constexpr const char* kVitalMark = "vital";
-constexpr const char* kCachedMark = "cached";
-constexpr const char* kInstanceIdMark = "instanceId";
-constexpr const char* kProperties = "properties";
-constexpr const char* kItems = "items";
+using OrinSchemaStore::kCachedMark;
+using OrinSchemaStore::kInstanceIdMark;
+using OrinSchemaStore::kItemsKeyword;
+using OrinSchemaStore::kPropertiesKeyword;
+using OrinSchemaStore::kVitalMark;
 
 [[noreturn]] void ThrowRule(const char* message) {
   throw ValidationException(CS_ERR_GENERIC, message, {});
@@ -39,13 +40,13 @@ bool IsUserValueNode(const JVal& schema, const JVal& value) {
     // Looked up per member: an empty object needs no "properties".
     for (const auto& member : value.GetObject()) {
       const std::string name(member.name.GetString(), member.name.GetStringLength());
-      const JVal& property = RequireMember(RequireMember(schema, kProperties), name);
+      const JVal& property = RequireMember(RequireMember(schema, kPropertiesKeyword), name);
       if (IsUserValueNode(property, member.value)) return true;
     }
     return false;
   }
   if (value.IsArray()) {
-    const JVal& items = RequireMember(schema, kItems);
+    const JVal& items = RequireMember(schema, kItemsKeyword);
     for (const JVal& element : value.GetArray()) {
       if (IsUserValueNode(items, element)) return true;
     }

@@ -1,3 +1,7 @@
+// Validation of objects and documents against their types' schemas: the
+// tag set and error code of each kind of write, the store's bulk check,
+// imports, and files applied to the host.
+
 #include "schema_validation.h"
 
 #include <cstdarg>
@@ -8,7 +12,10 @@
 #include "identity_checks.h"
 #include "json/document.h"
 #include "platform/json_validator.h"
+#include "platform/schema_document.h"
 #include "platform/schema_object.h"
+#include "platform/schema_store.h"
+#include "platform/schema_walk.h"
 
 namespace OrinConfigStore {
 
@@ -18,9 +25,15 @@ constexpr const char* kRootField = "/";
 constexpr const char* kExpectedObject = "Expected JSON of type object.";
 constexpr const char* kFieldMember = "field";
 constexpr const char* kErrorMember = "error";
-constexpr const char* kVitalMark = "vital";
-constexpr const char* kCachedMark = "cached";
+using OrinSchemaStore::kCachedMark;
+using OrinSchemaStore::kVitalMark;
 constexpr int kErrorPriority = 0;
+
+constexpr const char* kNotAnObject = "INCORRECT TYPE: expected object.";
+constexpr const char* kSchemaNotFound = "Schema not found.";
+constexpr const char* kLogCompletedWithErrors = "validate completed with errors";
+constexpr const char* kLogCompletedSuccessfully = "validate completed successfully";
+constexpr int kNoticePriority = 2;
 
 void LogValidationError(const ErrorInfo& error) {
   CSLogger::LogErrCode(kErrorPriority, CS_ERR_VALIDATION, error.field.c_str(), error.error.c_str());
@@ -50,6 +63,16 @@ void ValidateWrite(const SchemaPtr& schema, const std::shared_ptr<ConfigStoreObj
                    const TagSet& tags, CSErrorCodes code) {
   std::vector<ErrorInfo> errors;
   if (!ValidateObjectData(schema, object, tags, errors, false)) ThrowValidation(code, errors);
+}
+
+// The validator's report, which must be an array ("Invalid JSON" otherwise).
+void RunValidator(const JVal& schema, const JVal& value, const TagSet& tags, JDoc& result) {
+  JsonValidator::Validate(schema, value, result, tags, std::string());
+  RAPIDJSON_ASSERT(result.IsArray());
+}
+
+bool ChecksExistenceOnly(ACTION action) {
+  return action == ACTION_EXISTS || action == ACTION_EXISTS_ONLY;
 }
 
 }  // namespace
@@ -154,6 +177,70 @@ void ValidateCSO(SchemaPtr schema, std::shared_ptr<ConfigStoreObject> object,
     return;
   }
   ValidateObjectData(schema, object, TagsForType(schema->GetSchemaJson()), errors, true);
+}
+
+// The error's field leaves the group out (component/key), while the log
+// line names the whole identifier: callers match the field as it always was.
+bool validateObject(std::shared_ptr<ConfigStoreObject> object, ACTION action,
+                    std::vector<ErrorInfo>& errors, std::string /*unused*/) {
+  const ConfigStoreObjectId& id = ObjectIdOf(object);
+  const auto schema =
+      OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObject(id.component, id.group, id.key);
+  if (!schema) {
+    CSLogger::LogErrCode(kErrorPriority, CS_ERR_SCHEMA_NOT_FOUND, id.toString().c_str());
+    errors.push_back(ErrorInfo{id.component + "/" + id.key, kSchemaNotFound});
+    return false;
+  }
+  if (!ChecksExistenceOnly(action)) {
+    JDoc result;
+    RunValidator(schema->GetSchemaJson(), ObjectData(object), kUserTags, result);
+    if (!result.Empty()) {
+      CollectValidationErrors(result, errors, false);
+      CSLogger::Log(kErrorPriority, "%s", kLogCompletedWithErrors);
+      return false;
+    }
+  }
+  CSLogger::Log(kNoticePriority, "%s", kLogCompletedSuccessfully);
+  return true;
+}
+
+// A null cache is served by a fresh one: the memo only has to last for this
+// one document.
+bool ValidateDocumentWithCache(const JVal& document, const TagSet& tags,
+                               std::shared_ptr<OrinSchemaStore::SchemaObjectCache> cache,
+                               std::vector<ErrorInfo>& errors) {
+  if (!document.IsObject()) {
+    errors.push_back(ErrorInfo{kRootField, kNotAnObject});
+    return false;
+  }
+  if (!cache) cache = OrinSchemaStore::SchemaStore::GetCache();
+  JDoc schema;
+  JDoc scratch;
+  OrinSchemaStore::GenerateSchemaDocument(document, cache, schema, scratch);
+  JDoc result;
+  RunValidator(schema, document, tags, result);
+  CollectValidationErrors(result, errors, false);
+  return errors.empty();
+}
+
+bool ValidateImportDocument(const JVal& document,
+                            std::shared_ptr<OrinSchemaStore::SchemaObjectCache> cache,
+                            std::vector<ErrorInfo>& errors) {
+  return ValidateDocumentWithCache(document, kFullSetTags, std::move(cache), errors);
+}
+
+bool ValidateDocument(std::shared_ptr<ConfigStoreObject> object, std::vector<ErrorInfo>& errors) {
+  return ValidateDocumentWithCache(ObjectData(object), kUserTags,
+                                   OrinSchemaStore::SchemaStore::GetCache(), errors);
+}
+
+bool ValidateApplyFile(const JVal& document, const JVal& schema) {
+  JDoc result;
+  RunValidator(schema, document, kApplyFileTags, result);
+  if (result.Empty()) return true;
+  std::vector<ErrorInfo> errors;
+  CollectValidationErrors(result, errors, false);
+  ThrowValidation(CS_ERR_VALIDATE_APPLY_FILE, errors);
 }
 
 }  // namespace OrinConfigStore

@@ -17,6 +17,9 @@ using OrinConfigStore::JVal;
 
 // Marks that the schema store reads from a schema.
 constexpr const char* kInstanceIdMark = "instanceId";
+constexpr const char* kVitalMark = "vital";
+constexpr const char* kCachedMark = "cached";
+constexpr const char* kDeprecatedMark = "deprecated";
 constexpr const char* kPropertiesKeyword = "properties";
 constexpr const char* kItemsKeyword = "items";
 constexpr const char* kDefaultKeyword = "default";
