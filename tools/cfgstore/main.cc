@@ -1,12 +1,65 @@
 // cfgstore: the host configuration store from the command line, for
-// administrators, tests and the demo. See USAGE.md.
+// administrators, tests and the demo. See USAGE.md. This file holds the
+// command line itself: the global options, the helpers every family of
+// commands registers with, the environment the library reads, and main().
 
 #include <configstore/configstore.h>
-#include <CLI/CLI.hpp>
+#include <stdlib.h>
 
-#include "environment.h"
+#include <CLI/CLI.hpp>
+#include <utility>
+
+#include "store_access.h"
 #include "tool.h"
 #include "tool_error.h"
+
+namespace cfgstore {
+
+namespace {
+
+constexpr const char* kContextHelp =
+    "Who makes the change: user (an outside client) or internal (the host's own services)";
+constexpr const char* kRootVariable = "CONFIGSTORE_ROOT";
+constexpr const char* kLogVariable = "CONFIGSTORE_LOG";
+constexpr const char* kLogLevelVariable = "CONFIGSTORE_LOG_LEVEL";
+constexpr const char* kSilentLog = "none";
+constexpr const char* kVerboseLog = "stderr";
+constexpr const char* kVerboseLevel = "4";
+
+constexpr int kKeep = 0;
+constexpr int kOverwrite = 1;
+
+// --root sets CONFIGSTORE_ROOT. The tool reports errors itself, so the
+// library's log goes nowhere unless CONFIGSTORE_LOG is already set;
+// --verbose sends every line, read traces included, to standard error.
+// Applied once, after the command line parsed and before any library call.
+void ApplyEnvironment(const Tool& tool) {
+  if (!tool.root.empty()) setenv(kRootVariable, tool.root.c_str(), kOverwrite);
+  if (tool.verbose) {
+    setenv(kLogVariable, kVerboseLog, kOverwrite);
+    setenv(kLogLevelVariable, kVerboseLevel, kOverwrite);
+  } else {
+    setenv(kLogVariable, kSilentLog, kKeep);
+  }
+}
+
+}  // namespace
+
+void OnSelected(CLI::App* command, Tool& tool, std::function<int()> run) {
+  command->callback([&tool, run = std::move(run)] { tool.action = run; });
+}
+
+void AddContextOption(CLI::App* command, std::string& context) {
+  command->add_option("--context", context, kContextHelp)
+      ->check(CLI::IsMember({kUserContext, kInternalContext}))
+      ->capture_default_str();
+}
+
+void AddIdArgument(CLI::App* command, std::string& id, const char* help) {
+  command->add_option("ID", id, help)->required();
+}
+
+}  // namespace cfgstore
 
 namespace {
 
