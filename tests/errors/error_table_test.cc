@@ -12,22 +12,11 @@
 namespace OrinConfigStore {
 namespace {
 
-// The edges of each band, the codes two names share (the template registered
-// first wins), and every gap between the bands.
+// Every code of the bands has a template, and none of the gaps between them
+// (their texts: the throw and log tests below).
 TEST(ErrorTable, EveryBandIsRegisteredAndTheGapsAreNot) {
-  EXPECT_EQ(CS_ERR_INVALID_KEY, CS_ERR_INVALID_TYPE);
-  EXPECT_EQ(CS_ERR_VALIDATE_CACHED, CS_ERR_VALIDATE_DEFAULT);
-  const std::pair<int, const char*> samples[] = {
-      {1001, "Failed to open database %s"},
-      {1018, "Invalid database type"},
-      {1030, "Invalid type, %s"},
-      {1060, "Set Partial Boot Status operation failed"},
-      {1080, "Failed to parse JSON String"},
-      {1084, "Failed to validate Default config"},
-      {1092, "Failed to validate Auto config"},
-      {1105, "ConfigStore internal error"},
-  };
-  for (const auto& [code, text] : samples) EXPECT_STREQ(GetErrorTemplate(code), text) << code;
+  EXPECT_STREQ(GetErrorTemplate(1001), "Failed to open database %s");
+  EXPECT_STREQ(GetErrorTemplate(1105), "ConfigStore internal error");
   for (int code = 1001; code <= 1105; ++code) {
     const bool unused = (code >= 1019 && code <= 1029) || (code >= 1061 && code <= 1079) ||
                         (code >= 1093 && code <= 1099) || code == 1085;
@@ -44,6 +33,9 @@ TEST(ThrowFunctions, FormatTheTemplateIntoTheRequestedClass) {
                   ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_FILE, "/tmp/x.json"));
   EXPECT_CS_ERROR(ConfigStoreException, 1103, "Failed to wait for child process: 42, errno: ECHILD",
                   ThrowException<ConfigStoreException>(CS_ERR_WAIT_CHILD, 42, "ECHILD"));
+  // Codes that two names share keep the template registered first.
+  EXPECT_EQ(CS_ERR_INVALID_KEY, CS_ERR_INVALID_TYPE);
+  EXPECT_EQ(CS_ERR_VALIDATE_CACHED, CS_ERR_VALIDATE_DEFAULT);
   EXPECT_CS_ERROR(ConfigStoreException, 1030, "Invalid type, mtu",
                   ThrowException<ConfigStoreException>(CS_ERR_INVALID_KEY, "mtu"));
   EXPECT_CS_ERROR(ValidationException, 1084, "Failed to validate Default config",
