@@ -4,6 +4,7 @@
 
 #include "configstore/exec.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +13,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,37 +31,29 @@ bool Exec(std::vector<const char*> argv) {
   return ExecCommand(argv.data());
 }
 
-// What the child wrote to its standard output and error, given `input` on
-// its standard input; the test's own descriptors point at scratch files
-// meanwhile.
-struct Captured {
-  bool succeeded = false;
-  std::string out, err;
-};
-Captured RunCaptured(std::vector<const char*> argv, const std::string& input) {
-  std::FILE* files[3];
+// Runs `script` while the test's standard input, output and error are the
+// files "0", "1" and "2" under `root`.
+bool RunRedirected(const cstest::TempRoot& root, const char* script) {
   int saved[3];
   std::fflush(nullptr);
   for (int fd = 0; fd < 3; ++fd) {
-    files[fd] = std::tmpfile();
     saved[fd] = dup(fd);
-    dup2(fileno(files[fd]), fd);
+    const std::string path = root.Path() + "/" + std::to_string(fd);
+    const int file = open(path.c_str(), fd == 0 ? O_RDONLY : O_WRONLY | O_CREAT, 0600);
+    dup2(file, fd);
+    close(file);
   }
-  std::fputs(input.c_str(), files[0]);
-  std::fflush(files[0]);
-  std::rewind(files[0]);
-  Captured result;
-  result.succeeded = Exec(std::move(argv));
-  std::string* texts[] = {nullptr, &result.out, &result.err};
+  const bool succeeded = Exec({"/bin/sh", "-c", script});
   for (int fd = 0; fd < 3; ++fd) {
     dup2(saved[fd], fd);
     close(saved[fd]);
-    std::rewind(files[fd]);
-    for (int c = std::fgetc(files[fd]); texts[fd] != nullptr && c != EOF; c = std::fgetc(files[fd]))
-      texts[fd]->push_back(static_cast<char>(c));
-    std::fclose(files[fd]);
   }
-  return result;
+  return succeeded;
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path);
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 // What the call returns and logs for each way a child ends or fails to start.
@@ -98,15 +93,14 @@ TEST(ExecCommand, OnlyExitValueZeroSucceeds) {
 }
 
 TEST(ExecCommand, ChildSharesStandardDescriptorsButNoEnvironment) {
+  cstest::TempRoot root;
   cstest::ScopedEnv probe("CONFIGSTORE_EXEC_PROBE", "x");
-  const Captured shell =
-      RunCaptured({"/bin/sh", "-c", "read line; echo \"$line\" out; echo err >&2"}, "hello\n");
-  EXPECT_TRUE(shell.succeeded);
-  EXPECT_EQ(shell.out, "hello out\n");
-  EXPECT_EQ(shell.err, "err\n");
-  const Captured env = RunCaptured({"/usr/bin/env"}, "");
-  EXPECT_TRUE(env.succeeded);
-  EXPECT_EQ(env.out, "");
+  root.WriteFile("0", "hello\n");
+  EXPECT_TRUE(RunRedirected(root,
+                            "read line; echo \"$line\" out; echo err >&2; "
+                            "test -z \"$CONFIGSTORE_EXEC_PROBE\""));
+  EXPECT_EQ(ReadFile(root.Path() + "/1"), "hello out\n");
+  EXPECT_EQ(ReadFile(root.Path() + "/2"), "err\n");
 }
 
 // A signal that the caller catches interrupts the wait, which goes on.

@@ -38,43 +38,31 @@ std::string Version(const std::string& version) {
   return Definition("a", R"({"type": "object"})", R"("version": ")" + version + "\"");
 }
 
-TEST(SchemaStore, SampleTypesAndWhatTheyDerive) {
-  cstest::SampleSchemaRoot root;
-  const auto nics = Lookup("net", "interfaces", "nics");
+// Version and flags: DescribeSchemas.EveryStoredTypeInOrder.
+TEST(SchemaStore, WhatATypeDerivesFromItsSchema) {
+  cstest::TempRoot root;
+  cstest::LoadTypes(R"([
+    {"component": "net", "group": "test", "key": "nics", "nonSingleton": true, "schema": {
+     "definitions": {"list": {"type": "array", "instanceId": "address", "items": {"properties": {
+       "address": {"type": "string"}, "prefix": {"type": "integer", "default": 24}}}}},
+     "properties": {"name": {"type": "string", "instanceId": true},
+                    "mtu": {"type": "integer", "default": 1500},
+                    "offload": {"properties": {"tso": {"default": true}, "gro": {}}},
+                    "addresses": {"$ref": "#/definitions/list"}}}},
+    {"component": "net", "group": "test", "key": "plain", "schema": {"properties": {"a": {}}}}])");
+  const auto nics = Lookup("net", "test", "nics");
   ASSERT_NE(nics, nullptr);
-  EXPECT_TRUE(nics->IsNonSingleton());
-  EXPECT_FALSE(nics->IsBootExempt());
-  EXPECT_EQ(nics->GetVersion(), "2.0");
   EXPECT_EQ(nics->GetInstanceIdKey(), "name");
   EXPECT_EQ(SerializeJson(nics->GetInstanceKeyMap()), R"({"nics":"name","addresses":"address"})");
   // A repeated sub-object's item defaults sit under its key.
   EXPECT_EQ(SerializeJson(nics->GetDefaultValue()),
-            R"({"mtu":1500,"enabled":true,"addresses":{"prefixLength":24}})");
-
-  const auto resolver = Lookup("net", "dns", "resolver");
-  ASSERT_NE(resolver, nullptr);
-  EXPECT_FALSE(resolver->IsNonSingleton());
-  EXPECT_EQ(resolver->GetInstanceIdKey(), "");
-  EXPECT_EQ(SerializeJson(resolver->GetInstanceKeyMap()), "{}");
-  EXPECT_EQ(SerializeJson(resolver->GetDefaultValue()),
-            R"({"domain":"localdomain","options":{"timeout":5,"attempts":2,"rotate":false}})");
-
-  EXPECT_TRUE(Lookup("orin", "logging", "syslog")->IsBootExempt());
-  EXPECT_TRUE(Lookup("orin", "hardware", "platform")->GetDefaultValue().IsNull());
-  EXPECT_EQ(Lookup("net", "dns", "nothing"), nullptr);
-  EXPECT_EQ(SchemaStore::GetStore()->GetSchemaObjects().size(), 6u);
-}
-
-TEST(SchemaStore, MarksBehindReferencesCount) {
-  cstest::TempRoot root;
-  const std::string nics = R"({"type": "array", "instanceId": "id", "items": {"properties": {
-      "id": {"type": "string", "instanceId": true}, "mtu": {"type": "integer", "default": 1500}}}})";
-  cstest::LoadTypes(
-      Definition("r", R"({"definitions": {"nic": )" + nics +
-                          R"(}, "properties": {"nics": {"$ref": "#/definitions/nic"}}})"));
-  const auto type = Lookup("net", "test", "r");
-  EXPECT_EQ(SerializeJson(type->GetInstanceKeyMap()), R"({"nics":"id"})");
-  EXPECT_EQ(SerializeJson(type->GetDefaultValue()), R"({"nics":{"mtu":1500}})");
+            R"({"mtu":1500,"offload":{"tso":true},"addresses":{"prefix":24}})");
+  const auto plain = Lookup("net", "test", "plain");
+  ASSERT_NE(plain, nullptr);
+  EXPECT_EQ(plain->GetInstanceIdKey(), "");
+  EXPECT_EQ(SerializeJson(plain->GetInstanceKeyMap()), "{}");
+  EXPECT_TRUE(plain->GetDefaultValue().IsNull());
+  EXPECT_EQ(Lookup("net", "test", "nothing"), nullptr);
 }
 
 TEST(SchemaDefinitions, RefusedWithTheFirstProblem) {
