@@ -236,7 +236,9 @@ TEST(JsonValidator, UnusableSchemaIsOneErrorAtTheRoot) {
   EXPECT_TRUE(JsonValidator::CheckSchema(Json(kNicSchema), nullptr));
 }
 
-TEST(JsonValidator, CachedSchemasAreNotConfused) {
+// Schemas that differ a little are not confused; threads share the cache,
+// and schemas evicted from it compile again.
+TEST(JsonValidator, CompiledSchemaCache) {
   const char* integer = R"({"properties": {"a": {"type": "integer"}}, "required": ["a"]})";
   const char* string = R"({"properties": {"a": {"type": "string"}}, "required": ["a"]})";
   for (int round = 0; round < 2; ++round) {
@@ -245,30 +247,18 @@ TEST(JsonValidator, CachedSchemasAreNotConfused) {
     EXPECT_TRUE(Check(integer, "{}", {0}).empty());
     EXPECT_EQ(Fields(Check(integer, "{}", {0, 8})), std::vector<std::string>{"/a"});
   }
-}
-
-TEST(JsonValidator, EvictedSchemasCompileAgain) {
-  for (int i = 0; i < 1100; ++i) {
-    const std::string schema = R"({"maximum": )" + std::to_string(i) + "}";
-    ASSERT_EQ(Check(schema, std::to_string(i + 1), {0}).size(), 1u) << i;
-  }
+  const auto work = [] {
+    for (int i = 0; i < 1100; ++i) {
+      const std::string schema = R"({"maximum": )" + std::to_string(i) + "}";
+      EXPECT_EQ(Check(schema, std::to_string(i + 1), {0}).size(), 1u) << i;
+    }
+  };
+  std::thread first(work), second(work);
+  work();
+  first.join();
+  second.join();
   EXPECT_TRUE(Check(R"({"maximum": 0})", "0", {0}).empty());
   EXPECT_EQ(Check(R"({"maximum": 0})", "1", {0}).size(), 1u);
-}
-
-TEST(JsonValidator, ThreadsShareTheCache) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([t] {
-      for (int i = 0; i < 200; ++i) {
-        const std::string schema =
-            R"({"pattern": "^a", "maxLength": )" + std::to_string(i % 7) + "}";
-        const std::string value = (t % 2 == 0) ? R"("aaaaaaaaaa")" : R"("b")";
-        EXPECT_EQ(Check(schema, value, {0}).size(), (t % 2 == 0) ? 1u : (i % 7 == 0 ? 2u : 1u));
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace
