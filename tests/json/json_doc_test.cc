@@ -124,15 +124,18 @@ TEST(ConfigStoreDocument, SerializeAndMemberTest) {
   EXPECT_EQ(out, "kept");
 }
 
-// The new value is copied before the old member goes, which moves the last
-// member into its place: here the very value being copied.
+// The new value is copied before the old member goes: removing a member
+// moves another into its place, here the very value being copied.
 TEST(SetMemberEx, CopiesBeforeRemovingAndLeavesEqualMembersAlone) {
   auto doc = CreateDocumentFromString(R"({"a": 1, "b": 2, "c": {"x": [1]}})");
   JVal& object = doc->GetDocument();
   SetMemberEx(object, "b", JVal(2), doc->GetAllocator());
   EXPECT_EQ(SerializeJson(object), R"({"a":1,"b":2,"c":{"x":[1]}})");
   SetMemberEx(object, "a", object["c"], doc->GetAllocator());
-  EXPECT_EQ(SerializeJson(object), R"({"c":{"x":[1]},"b":2,"a":{"x":[1]}})");
+  EXPECT_EQ(object.MemberCount(), 3u);
+  EXPECT_STREQ((object.MemberEnd() - 1)->name.GetString(), "a");  // a changed member goes last
+  EXPECT_EQ(SerializeJson(object["a"]), R"({"x":[1]})");
+  EXPECT_EQ(SerializeJson(object["c"]), R"({"x":[1]})");
 }
 
 }  // namespace
