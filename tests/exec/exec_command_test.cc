@@ -1,5 +1,6 @@
-// Running external programs: exit values, failed starts, and what the child
-// inherits (environment, descriptors, signal state, directory).
+// Running external programs: exit values, failed starts, what the child
+// shares with the caller, and waiting across signals. What the child
+// inherits otherwise is the fork-and-exec call's (tests/platform/kernix_test.cc).
 
 #include "configstore/exec.h"
 
@@ -12,11 +13,12 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/kernix.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {
@@ -29,38 +31,30 @@ bool Exec(std::vector<const char*> argv) {
   return ExecCommand(argv.data());
 }
 
-// Points one of the test's own descriptors at a scratch file (holding
-// `input`) while it lives.
-class Redirect {
- public:
-  explicit Redirect(int fd, const std::string& input = "") : fd_(fd), file_(std::tmpfile()) {
-    std::fputs(input.c_str(), file_);
-    std::fflush(nullptr);
-    std::rewind(file_);
-    saved_ = dup(fd_);
-    dup2(fileno(file_), fd_);
+// Runs `script` while the test's standard input, output and error are the
+// files "0", "1" and "2" under `root`.
+bool RunRedirected(const cstest::TempRoot& root, const char* script) {
+  int saved[3];
+  std::fflush(nullptr);
+  for (int fd = 0; fd < 3; ++fd) {
+    saved[fd] = dup(fd);
+    const std::string path = root.Path() + "/" + std::to_string(fd);
+    const int file = open(path.c_str(), fd == 0 ? O_RDONLY : O_WRONLY | O_CREAT, 0600);
+    dup2(file, fd);
+    close(file);
   }
-  ~Redirect() {
-    dup2(saved_, fd_);
-    close(saved_);
-    std::fclose(file_);
+  const bool succeeded = Exec({"/bin/sh", "-c", script});
+  for (int fd = 0; fd < 3; ++fd) {
+    dup2(saved[fd], fd);
+    close(saved[fd]);
   }
-  Redirect(const Redirect&) = delete;
-  Redirect& operator=(const Redirect&) = delete;
+  return succeeded;
+}
 
-  std::string Contents() {
-    std::rewind(file_);
-    std::string text;
-    for (int c = std::fgetc(file_); c != EOF; c = std::fgetc(file_))
-      text.push_back(static_cast<char>(c));
-    return text;
-  }
-
- private:
-  int fd_;
-  std::FILE* file_;
-  int saved_ = -1;
-};
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
 
 // What the call returns and logs for each way a child ends or fails to start.
 TEST(ExecCommand, OnlyExitValueZeroSucceeds) {
@@ -99,67 +93,27 @@ TEST(ExecCommand, OnlyExitValueZeroSucceeds) {
 }
 
 TEST(ExecCommand, ChildSharesStandardDescriptorsButNoEnvironment) {
-  cstest::ScopedEnv probe("CONFIGSTORE_EXEC_PROBE", "x");
-  std::string out;
-  std::string err;
-  {
-    Redirect in(0, "hello\n");
-    Redirect outFile(1);
-    Redirect errFile(2);
-    EXPECT_TRUE(Exec({"/bin/sh", "-c", "read line; echo \"$line\" out; echo err >&2"}));
-    EXPECT_TRUE(Exec({"/usr/bin/env"}));  // prints nothing
-    out = outFile.Contents();
-    err = errFile.Contents();
-  }
-  EXPECT_EQ(out, "hello out\n");
-  EXPECT_EQ(err, "err\n");
-}
-
-TEST(ExecCommand, ChildStartsWithDefaultSignalState) {
-  sigset_t term;
-  sigemptyset(&term);
-  sigaddset(&term, SIGTERM);
-  sigset_t previousMask;
-  pthread_sigmask(SIG_BLOCK, &term, &previousMask);
-  const auto previousInt = signal(SIGINT, SIG_IGN);
-  // Were either inherited, the shell would survive the signal and exit 4.
-  EXPECT_TRUE(Exec({"/bin/sh", "-c", "kill -TERM $$; exit 4"}));
-  EXPECT_TRUE(Exec({"/bin/sh", "-c", "kill -INT $$; exit 4"}));
-  signal(SIGINT, previousInt);
-  pthread_sigmask(SIG_SETMASK, &previousMask, nullptr);
-}
-
-// The exit status of the started child, or the call's negated errno.
-int Spawn(const char* script, std::vector<int> fds, int workingDirFd = -1) {
-  const char* argv[] = {"/bin/sh", "-c", script, nullptr};
-  char* const env[] = {nullptr};
-  pid_t pid = -1;
-  const int rc = Kernix_ForkExec(argv[0], const_cast<char* const*>(argv), env, fds.data(),
-                                 static_cast<int>(fds.size()), workingDirFd, 0, &pid);
-  int status = 0;
-  if (rc != 0) return rc;
-  return waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1000;
-}
-
-TEST(KernixForkExec, ChildKeepsOnlyTheListedDescriptors) {
-  int pipeFds[2];
-  ASSERT_EQ(pipe(pipeFds), 0);
-  for (const int fd : {40, 42, 44}) ASSERT_EQ(dup2(pipeFds[0], fd), fd);
-  EXPECT_EQ(Spawn("test -e /proc/self/fd/42 && test ! -e /proc/self/fd/40 && "
-                  "test ! -e /proc/self/fd/44",
-                  {0, 1, 2, 42}),
-            0);
-  for (const int fd : {40, 42, 44, pipeFds[0], pipeFds[1]}) close(fd);
-}
-
-TEST(KernixForkExec, ChildStartsInTheGivenDirectory) {
   cstest::TempRoot root;
-  root.WriteFile("marker", "");
-  const int dir = open(root.Path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  ASSERT_GE(dir, 0);
-  EXPECT_EQ(Spawn("test -e marker", {}, dir), 0);
-  EXPECT_EQ(Spawn("test -e marker", {}, -1), 1);
-  close(dir);
+  cstest::ScopedEnv probe("CONFIGSTORE_EXEC_PROBE", "x");
+  root.WriteFile("0", "hello\n");
+  EXPECT_TRUE(RunRedirected(root,
+                            "read line; echo \"$line\" out; echo err >&2; "
+                            "test -z \"$CONFIGSTORE_EXEC_PROBE\""));
+  EXPECT_EQ(ReadFile(root.Path() + "/1"), "hello out\n");
+  EXPECT_EQ(ReadFile(root.Path() + "/2"), "err\n");
+}
+
+// A signal that the caller catches interrupts the wait, which goes on.
+TEST(ExecCommand, WaitsAcrossCaughtSignals) {
+  struct sigaction caught = {};
+  caught.sa_handler = [](int) {};
+  struct sigaction previous = {};
+  ASSERT_EQ(sigaction(SIGALRM, &caught, &previous), 0);  // without SA_RESTART
+  cstest::LogCapture log;
+  ualarm(100000, 0);
+  EXPECT_TRUE(Exec({"/bin/sleep", "0.4"}));
+  EXPECT_TRUE(log.Lines().empty());
+  sigaction(SIGALRM, &previous, nullptr);
 }
 
 }  // namespace

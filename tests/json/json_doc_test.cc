@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "configstore/json_doc.h"
-#include "configstore/store_object.h"
 #include "json/document.h"
-#include "objects/store_object_impl.h"
 #include "test_support.h"
 
 namespace OrinConfigStore {
@@ -17,60 +17,44 @@ constexpr const char* kHost = R"({
   "nics": [{"id": "a", "mtu": 1500}, {"id": "b", "mtu": 9000, "vlans": [{"tag": "7"}]}]
 })";
 
-std::shared_ptr<JsonDoc> View(const std::shared_ptr<JsonDoc>& doc, std::vector<JsonNode> path) {
-  return std::make_shared<JsonDoc>(doc->ShareDocument(), std::move(path));
+// The text the view of `doc` at `path` resolves to.
+std::string At(const std::shared_ptr<JsonDoc>& doc, std::vector<JsonNode> path) {
+  return SerializeJson(*JsonDoc(doc->ShareDocument(), std::move(path)).GetJsonValuePtr());
 }
 
-std::string Serialize(const JVal& value) {
-  std::string text;
-  ConfigStoreDocument::SerializeValue(value, text);
-  return text;
-}
-
-TEST(JsonDocPath, ResolvesSingletonAndRepeatedSubObjects) {
+TEST(JsonDocPath, ResolvesSingletonAndRepeatedSubObjectsAfresh) {
   auto doc = CreateDocumentFromString(kHost);
   EXPECT_EQ(doc->GetJsonValuePtr(), &doc->GetDocument());
-  EXPECT_EQ(Serialize(*View(doc, {{"dns", "", ""}})->GetJsonValuePtr()), R"({"domain":"lab"})");
-  EXPECT_EQ(Serialize(*View(doc, {{"nics", "id", "b"}, {"vlans", "tag", "7"}})->GetJsonValuePtr()),
-            R"({"tag":"7"})");
-}
-
-TEST(JsonDocPath, ViewsSeeEachOthersChanges) {
-  auto doc = CreateDocumentFromString(kHost);
-  StoreObjectImpl nic(ConfigStoreObjectId("nics", "g", "c", "a"), View(doc, {{"nics", "id", "a"}}));
-  StoreObjectImpl root(ConfigStoreObjectId("host", "g", "c"), doc);
-  nic.SetValue("mtu", 1400);
-  int mtu = 0;
-  EXPECT_EQ(nic.GetValue("mtu", &mtu), 1);
-  EXPECT_EQ(mtu, 1400);
-  EXPECT_NE(root.GetData().find(R"({"id":"a","mtu":1400})"), std::string::npos);
-
-  // Once the instance is gone from the shared document, the view fails.
-  root.Remove("nics");
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Subobject does not exists.", nic.GetData());
+  EXPECT_EQ(At(doc, {{"dns", "", ""}}), R"({"domain":"lab"})");
+  EXPECT_EQ(At(doc, {{"nics", "id", "b"}, {"vlans", "tag", "7"}}), R"({"tag":"7"})");
+  // A view follows changes made to the shared document since.
+  const JsonDoc b(doc->ShareDocument(), {{"nics", "id", "b"}});
+  JVal& nics = doc->GetDocument()["nics"];
+  nics.Erase(nics.Begin());
+  EXPECT_EQ(SerializeJson(*b.GetJsonValuePtr()), R"({"id":"b","mtu":9000,"vlans":[{"tag":"7"}]})");
+  doc->GetDocument().RemoveMember("nics");
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Subobject does not exists.", b.GetJsonValuePtr());
 }
 
 TEST(JsonDocPath, ResolutionFailures) {
   auto doc = CreateDocumentFromString(kHost);
   cstest::LogCapture log;
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Subobject does not exists.",
-                  View(doc, {{"ntp", "", ""}})->GetJsonValuePtr());
+                  At(doc, {{"ntp", "", ""}}));
   EXPECT_TRUE(log.Contains(0, "Cannot find subobject ntp"));
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Subobject instance does not exists.",
-                  View(doc, {{"nics", "id", "zz"}})->GetJsonValuePtr());
+                  At(doc, {{"nics", "id", "zz"}}));
   EXPECT_TRUE(log.Contains(0, "Cannot find subobject instance id=zz"));
-
-  // Malformed steps: a scalar on the way, elements without the id member.
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
-                  View(doc, {{"name", "", ""}, {"x", "", ""}})->GetJsonValuePtr());
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
-                  View(doc, {{"nics", "uuid", "a"}})->GetJsonValuePtr());
-  auto numbers = CreateDocumentFromString(R"({"list": [{"id": 1}]})");
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
-                  View(numbers, {{"list", "id", "1"}})->GetJsonValuePtr());
-  auto empty = CreateDocumentFromString(R"({"list": []})");
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Subobject instance does not exists.",
-                  View(empty, {{"list", "id", "1"}})->GetJsonValuePtr());
+                  At(CreateDocumentFromString(R"({"list": []})"), {{"list", "id", "1"}}));
+
+  // Malformed steps: a scalar on the way, elements without the id member or
+  // with a number in it.
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
+                  At(doc, {{"name", "", ""}, {"x", "", ""}}));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON", At(doc, {{"nics", "uuid", "a"}}));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
+                  At(CreateDocumentFromString(R"({"list": [{"id": 1}]})"), {{"list", "id", "1"}}));
 }
 
 TEST(CreateDocument, ParsesTextOrRefusesIt) {
@@ -94,23 +78,21 @@ TEST(CreateDocument, RefusesNestingDeeperThanTheLimit) {
   EXPECT_CS_ERROR(InvalidArgumentException, 1080, "Failed to parse JSON String",
                   CreateDocumentFromString("{\"a\":" + std::string(1000000, '[')));
   // Brackets inside strings, escaped quotes included, do not count.
-  const std::string text = "[\"\\\"" + std::string(limit + 1, '[') + "\"]";
-  EXPECT_NO_THROW(CreateDocumentFromString(text));
+  EXPECT_NO_THROW(CreateDocumentFromString("[\"\\\"" + std::string(limit + 1, '[') + "\"]"));
 }
 
 TEST(CreateDocument, FromFile) {
   cstest::TempRoot root;
   const std::string good = root.WriteFile("good.json", R"({"a": [1, 2]})");
-  EXPECT_EQ(Serialize(CreateDocumentFromFile(good)->GetDocument()), R"({"a":[1,2]})");
-
+  EXPECT_EQ(SerializeJson(CreateDocumentFromFile(good)->GetDocument()), R"({"a":[1,2]})");
   const std::string bad = root.WriteFile("bad.json", R"({"a": )");
-  EXPECT_CS_ERROR(InvalidArgumentException, 1081, "Failed to parse JSON file " + bad,
-                  CreateDocumentFromFile(bad));
-  const std::string missing = root.Path() + "/missing.json";
-  EXPECT_CS_ERROR(InvalidArgumentException, 1081, "Failed to parse JSON file " + missing,
-                  CreateDocumentFromFile(missing));
-  EXPECT_CS_ERROR(InvalidArgumentException, 1081, "Failed to parse JSON file " + root.Path(),
-                  CreateDocumentFromFile(root.Path()));
+  for (const std::string& path : {bad, root.Path() + "/missing.json", root.Path()}) {
+    EXPECT_CS_ERROR(InvalidArgumentException, 1081, "Failed to parse JSON file " + path,
+                    CreateDocumentFromFile(path));
+  }
+  EXPECT_TRUE(FileExists(root.Path()));
+  EXPECT_TRUE(FileExists(good));
+  EXPECT_FALSE(FileExists(root.Path() + "/missing.json"));
 }
 
 TEST(ClearGeneratedInstanceId, RemovesTheMemberAtEveryDepth) {
@@ -122,16 +104,9 @@ TEST(ClearGeneratedInstanceId, RemovesTheMemberAtEveryDepth) {
   ClearGeneratedInstanceId(&doc->GetDocument());
   // Removal moves the object's last member into the freed place.
   EXPECT_EQ(
-      Serialize(doc->GetDocument()),
+      SerializeJson(doc->GetDocument()),
       R"([{"sub":{"x":1},"name":"a"},{"name":"b","list":[{},[{"y":[5]}]]},"cs_generated_id",7])");
   ClearGeneratedInstanceId(nullptr);
-}
-
-TEST(FileExists, AnyKindOfFile) {
-  cstest::TempRoot root;
-  EXPECT_TRUE(FileExists(root.Path()));
-  EXPECT_TRUE(FileExists(root.WriteFile("f", "x")));
-  EXPECT_FALSE(FileExists(root.Path() + "/nothing"));
 }
 
 TEST(ConfigStoreDocument, SerializeAndMemberTest) {
@@ -142,7 +117,25 @@ TEST(ConfigStoreDocument, SerializeAndMemberTest) {
                   ConfigStoreDocument::ValueExists(doc->GetDocument()["b"], "a"));
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
                   ConfigStoreDocument::ValueExists(doc->GetDocument(), nullptr));
-  EXPECT_EQ(Serialize(doc->GetDocument()), "{\"a\":null,\"b\":\"\xc3\xa9\\n\"}");
+  EXPECT_EQ(SerializeJson(doc->GetDocument()), "{\"a\":null,\"b\":\"\xc3\xa9\\n\"}");
+  std::string out = "kept";
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
+                  ConfigStoreDocument::SerializeValue(JVal(std::nan("")), out));
+  EXPECT_EQ(out, "kept");
+}
+
+// The new value is copied before the old member goes: removing a member
+// moves another into its place, here the very value being copied.
+TEST(SetMemberEx, CopiesBeforeRemovingAndLeavesEqualMembersAlone) {
+  auto doc = CreateDocumentFromString(R"({"a": 1, "b": 2, "c": {"x": [1]}})");
+  JVal& object = doc->GetDocument();
+  SetMemberEx(object, "b", JVal(2), doc->GetAllocator());
+  EXPECT_EQ(SerializeJson(object), R"({"a":1,"b":2,"c":{"x":[1]}})");
+  SetMemberEx(object, "a", object["c"], doc->GetAllocator());
+  EXPECT_EQ(object.MemberCount(), 3u);
+  EXPECT_STREQ((object.MemberEnd() - 1)->name.GetString(), "a");  // a changed member goes last
+  EXPECT_EQ(SerializeJson(object["a"]), R"({"x":[1]})");
+  EXPECT_EQ(SerializeJson(object["c"]), R"({"x":[1]})");
 }
 
 }  // namespace

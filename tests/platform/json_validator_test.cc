@@ -81,16 +81,6 @@ std::vector<std::string> Fields(const Entries& entries) {
   return fields;
 }
 
-struct Case {
-  Tags tags;
-  const char* value;
-  std::vector<std::string> fields;  // sorted
-};
-
-void RunCase(const std::string& schema, const Case& c) {
-  EXPECT_EQ(Fields(Check(schema, c.value, c.tags)), c.fields) << c.value;
-}
-
 TEST(JsonValidator, ResultIsAFreshArrayOwningItsStrings) {
   JDoc result = Json(R"({"stale": [1, 2]})");
   {
@@ -105,169 +95,119 @@ TEST(JsonValidator, ResultIsAFreshArrayOwningItsStrings) {
   EXPECT_EQ(result.Size(), 0u);
 }
 
-TEST(JsonValidator, StandardKeywordsReportEveryFaultAtItsMember) {
-  const Case cases[] = {
-      {{0}, R"({"name": "n", "mtu": 1500})", {}},
-      {{0}, R"({"mtu": 1})", {"/mtu"}},
-      {{0},
-       R"({"addresses": [{"address": "a"}, {"address": "b", "prefix": 200}]})",
-       {"/addresses/1/prefix"}},
-      {{0},
+// `required` wherever it is a keyword, and never a property that is named
+// so. Without tag 8 a "oneOf" is read as "anyOf"; "not" and "if" keep it.
+constexpr const char* kNested = R"({
+  "definitions": {"d": {"required": ["b"]}},
+  "properties": {"p": {"$ref": "#/definitions/d"}, "q": {"additionalProperties": {"required": ["z"]}}},
+  "allOf": [{"required": ["a"]}],
+  "if": {"properties": {"kind": {"const": "x"}}, "required": ["kind"]},
+  "then": {"required": ["c"], "properties": {"c": {"type": "integer"}}},
+  "not": {"required": ["forbidden"]},
+  "oneOf": [{"properties": {"t": {"const": 1}}, "required": ["t"]},
+            {"properties": {"t": {"const": 2}}, "required": ["t"]}]
+})";
+
+// Tag 1 leaves open objects alone.
+constexpr const char* kOpen = R"({"properties": {
+  "a": {},
+  "open": {"properties": {"b": {}}, "additionalProperties": {}},
+  "pattern": {"properties": {"b": {}}, "patternProperties": {"^x": {}}}}})";
+
+// A source mark on the root covers every member but the instance id.
+constexpr const char* kVitalRoot = R"({"vital": true, "properties": {"id": {"instanceId": true},
+  "a": {}, "b": {"type": "object", "properties": {"c": {}}}}})";
+
+// A mark beside a reference.
+constexpr const char* kRef = R"({"definitions": {"s": {"type": "object", "properties": {"n": {}}}},
+  "properties": {"x": {"$ref": "#/definitions/s", "cached": true},
+                 "y": {"$ref": "#/definitions/s"}}})";
+
+constexpr const char* kFull = R"({"name": "n", "mtu": 1500, "mac": "m", "stats": {"rx": 1},
+  "hw": {"serial": "s", "label": "l"},
+  "addresses": [{"address": "a", "gw": "g", "prefix": 24}]})";
+
+TEST(JsonValidator, EachTagJudgesTheMembersItCovers) {
+  const char* kFormat =
+      R"({"properties": {"day": {"format": "date"}, "at": {"format": "date-time"}}})";
+  const char* kUnnamed = R"({"mtu": 1, "addresses": [{"prefix": 1}], "required": "x"})";
+  const std::vector<std::string> deep{"/a", "/c", "/p/b", "/q/m/z"};  // 8 alone finds them all
+  const struct {
+    const char* schema;
+    Tags tags;
+    const char* value;
+    std::vector<std::string> fields;  // sorted
+  } cases[] = {
+      // 0: the standard keywords report every fault at its member.
+      {kNicSchema, {0}, R"({"name": "n", "mtu": 1500})", {}},
+      {kNicSchema,
+       {0},
        R"({"name": 5, "hw": {"serial": 1, "label": 2}, "addresses": [{"prefix": "x"}]})",
        {"/addresses/0/prefix", "/hw/label", "/hw/serial", "/name"}},
-      {{0}, R"([1])", {"/"}},
-      {{0}, R"("text")", {"/"}},
+      {kNicSchema, {0}, R"([1])", {"/"}},
+      {R"({"properties": {"a/b~c": {"type": "integer"}}})", {0}, R"({"a/b~c": "x"})", {"/a~1b~0c"}},
+      // "format" judges only strings.
+      {kFormat, {0}, R"({"day": "2024-02-29", "at": "2024-02-29T10:00:00Z"})", {}},
+      {kFormat, {0}, R"({"day": 5, "at": null})", {}},
+      {kFormat, {0}, R"({"day": "2024-13-01", "at": "yesterday"})", {"/at", "/day"}},
+      // 8: `required`, alone or with the rest.
+      {kNicSchema, {0}, R"({"mtu": 1000, "addresses": [{"prefix": 1}], "required": true})", {}},
+      {kNicSchema, {8}, kUnnamed, {"/addresses/0/address", "/name"}},
+      {kNicSchema, {0, 8}, kUnnamed, {"/addresses/0/address", "/mtu", "/name", "/required"}},
+      {kNicSchema, {}, R"({"mtu": 1})", {}},
+      {kNested, {0}, R"({"p": {}, "q": {"m": {}}, "kind": "x"})", {}},
+      {kNested, {0}, R"({"forbidden": 1})", {"/"}},
+      {kNested, {0}, R"({"c": "s"})", {}},
+      {kNested, {0}, R"({"kind": "x", "c": "s"})", {"/c"}},
+      {kNested, {8}, R"({"p": {}, "q": {"m": {}}, "kind": "x", "t": 1})", deep},
+      {kNested, {8}, R"({"p": {}, "q": {"m": {}}, "kind": "x", "t": "no"})", deep},
+      {kNested, {0, 8}, R"({"a": 1, "c": 1, "p": {"b": 1}, "kind": "x", "t": 1})", {}},
+      {kNested, {0, 8}, R"({"a": 1, "p": {"b": 1}})", {"/", "/t"}},  // no "t" for "oneOf"
+      // 1: unlisted members, at every depth.
+      {kNicSchema,
+       {1},
+       R"({"name": "n", "x": 1, "hw": {"y": 2}, "addresses": [{"address": "a", "z": 3}]})",
+       {"/addresses/0/z", "/hw/y", "/x"}},
+      {kNicSchema, {0}, R"({"x": 1})", {}},
+      {kOpen, {1}, R"({"a": 1, "open": {"c": 1}, "pattern": {"c": 1}})", {}},
+      // 3, 4, 5, 9: the sources and deprecated members.
+      {kNicSchema, {3}, kFull, {"/addresses/0/gw", "/hw/serial", "/mac", "/stats"}},
+      {kNicSchema, {5}, kFull, {"/addresses/0/prefix", "/hw/label", "/mtu", "/stats"}},
+      {kNicSchema, {9}, kFull, {"/addresses", "/hw", "/mac", "/mtu"}},
+      {kNicSchema, {4}, R"({"legacy": true, "mtu": 1500})", {"/legacy"}},
+      {kVitalRoot, {5}, R"({"id": "i", "a": 1, "b": {"c": 2}})", {}},
+      {kVitalRoot, {3}, R"({"id": "i", "a": 1, "b": {"c": 2}})", {"/a", "/b"}},
+      {kVitalRoot, {9}, R"({"id": "i", "a": 1, "b": {"c": 2}})", {"/a", "/b"}},
+      {kRef, {9}, R"({"x": {"n": 1}, "y": {"n": 1}})", {"/y"}},
+      {kRef, {3}, R"({"x": {"n": 1}, "y": {"n": 1}})", {"/x"}},
+      {kRef, {0, 1}, R"({"x": {"n": 1, "m": 2}})", {"/x/m"}},
+      // 7: instance keys.
+      {kNicSchema, {7}, R"({"addresses": [{"address": "a"}, {"address": "b"}]})", {}},
   };
-  for (const Case& c : cases) RunCase(kNicSchema, c);
-  const char* escaped = R"({"properties": {"a/b~c": {"type": "integer"}}})";
-  EXPECT_EQ(Fields(Check(escaped, R"({"a/b~c": "x"})", {0})), std::vector<std::string>{"/a~1b~0c"});
+  for (const auto& c : cases) {
+    EXPECT_EQ(Fields(Check(c.schema, c.value, c.tags)), c.fields) << c.value;
+  }
 }
 
-TEST(JsonValidator, MessagesNameTheMissingOrRefusedMember) {
+TEST(JsonValidator, MessagesNameTheProblem) {
   EXPECT_EQ(Check(kNicSchema, R"({"addresses": [{}]})", {8}),
             (Entries{{"/addresses/0/address", "required member is missing"},
                      {"/name", "required member is missing"}}));
   EXPECT_EQ(Check(R"({"properties": {"a": {}}, "additionalProperties": false})",
                   R"({"a": 1, "b": 2})", {0}),
             (Entries{{"/b", "member is not allowed by the schema"}}));
-}
-
-TEST(JsonValidator, FormatJudgesOnlyStrings) {
-  const char* schema =
-      R"({"properties": {"day": {"format": "date"}, "at": {"format": "date-time"}}})";
-  const Case cases[] = {
-      {{0, 8}, R"({"day": "2024-02-29", "at": "2024-02-29T10:00:00Z"})", {}},
-      {{0, 8}, R"({"day": 5, "at": null})", {}},
-      {{0, 8}, R"({"day": "2024-13-01", "at": "yesterday"})", {"/at", "/day"}},
-  };
-  for (const Case& c : cases) RunCase(schema, c);
-}
-
-// `required` wherever it is a keyword, and never a property that is named
-// so. Without it a "oneOf" is read as "anyOf"; "not" and "if" keep it.
-TEST(JsonValidator, Tag8AloneSwitchesRequired) {
-  const Case cases[] = {
-      {{0}, R"({"mtu": 1000, "addresses": [{"prefix": 1}], "required": true})", {}},
-      {{8},
-       R"({"mtu": 1, "addresses": [{"prefix": 1}], "required": "x"})",
-       {"/addresses/0/address", "/name"}},
-      {{0, 8},
-       R"({"mtu": 1, "addresses": [{"prefix": 1}], "required": "x"})",
-       {"/addresses/0/address", "/mtu", "/name", "/required"}},
-      {{}, R"({"mtu": 1})", {}},
-  };
-  for (const Case& c : cases) RunCase(kNicSchema, c);
-  const char* nested = R"({
-    "definitions": {"d": {"required": ["b"]}},
-    "properties": {"p": {"$ref": "#/definitions/d"}, "q": {"additionalProperties": {"required": ["z"]}}},
-    "allOf": [{"required": ["a"]}],
-    "if": {"properties": {"kind": {"const": "x"}}, "required": ["kind"]},
-    "then": {"required": ["c"], "properties": {"c": {"type": "integer"}}},
-    "not": {"required": ["forbidden"]},
-    "oneOf": [{"properties": {"t": {"const": 1}}, "required": ["t"]},
-              {"properties": {"t": {"const": 2}}, "required": ["t"]}]
-  })";
-  const Case more[] = {
-      {{0}, R"({"p": {}, "q": {"m": {}}, "kind": "x"})", {}},
-      {{0}, R"({"forbidden": 1})", {"/"}},
-      {{0}, R"({"c": "s"})", {}},
-      {{0}, R"({"kind": "x", "c": "s"})", {"/c"}},
-      {{8}, R"({"p": {}, "q": {"m": {}}, "kind": "x", "t": 1})", {"/a", "/c", "/p/b", "/q/m/z"}},
-      {{8}, R"({"p": {}, "q": {"m": {}}, "kind": "x", "t": "no"})", {"/a", "/c", "/p/b", "/q/m/z"}},
-      {{0, 8}, R"({"a": 1, "c": 1, "p": {"b": 1}, "kind": "x", "t": 1})", {}},
-  };
-  for (const Case& c : more) RunCase(nested, c);
-  EXPECT_FALSE(Check(nested, R"({"a": 1, "p": {"b": 1}})", {0, 8}).empty());
-}
-
-TEST(JsonValidator, Tag1RefusesUnlistedMembersAtEveryDepth) {
-  const Case cases[] = {
-      {{1},
-       R"({"name": "n", "x": 1, "hw": {"y": 2}, "addresses": [{"address": "a", "z": 3}]})",
-       {"/addresses/0/z", "/hw/y", "/x"}},
-      {{0}, R"({"x": 1})", {}},
-  };
-  for (const Case& c : cases) RunCase(kNicSchema, c);
-  const char* open = R"({"properties": {
-    "a": {},
-    "open": {"properties": {"b": {}}, "additionalProperties": {}},
-    "pattern": {"properties": {"b": {}}, "patternProperties": {"^x": {}}}}})";
-  EXPECT_TRUE(Check(open, R"({"a": 1, "open": {"c": 1}, "pattern": {"c": 1}})", {1}).empty());
-}
-
-TEST(JsonValidator, SourceTagsJudgeEveryMember) {
-  const char* value = R"({"name": "n", "mtu": 1500, "mac": "m", "stats": {"rx": 1},
-                          "hw": {"serial": "s", "label": "l"},
-                          "addresses": [{"address": "a", "gw": "g", "prefix": 24}]})";
-  const Case cases[] = {
-      {{3}, value, {"/addresses/0/gw", "/hw/serial", "/mac", "/stats"}},
-      {{5}, value, {"/addresses/0/prefix", "/hw/label", "/mtu", "/stats"}},
-      {{9}, value, {"/addresses", "/hw", "/mac", "/mtu"}},
-      {{4}, R"({"legacy": true, "mtu": 1500})", {"/legacy"}},
-  };
-  for (const Case& c : cases) RunCase(kNicSchema, c);
-  const auto errors = Check(kNicSchema, R"({"mac": "m", "mtu": 1500, "legacy": false})", {3, 4});
-  EXPECT_EQ(errors, (Entries{{"/mac", "member is vital and cannot be written here"},
-                             {"/legacy", "member is deprecated"}}));
-}
-
-TEST(JsonValidator, MarksOnTheRootAndBesideReferencesApplyBelow) {
-  const char* vital = R"({"vital": true, "properties": {"id": {"instanceId": true}, "a": {},
-                          "b": {"type": "object", "properties": {"c": {}}}}})";
-  const Case cases[] = {
-      {{5}, R"({"id": "i", "a": 1, "b": {"c": 2}})", {}},
-      {{3}, R"({"id": "i", "a": 1, "b": {"c": 2}})", {"/a", "/b"}},
-      {{9}, R"({"id": "i", "a": 1, "b": {"c": 2}})", {"/a", "/b"}},
-  };
-  for (const Case& c : cases) RunCase(vital, c);
-  const char* ref = R"({"definitions": {"s": {"type": "object", "properties": {"n": {}}}},
-                        "properties": {"x": {"$ref": "#/definitions/s", "cached": true},
-                                       "y": {"$ref": "#/definitions/s"}}})";
-  const Case more[] = {
-      {{9}, R"({"x": {"n": 1}, "y": {"n": 1}})", {"/y"}},
-      {{3}, R"({"x": {"n": 1}, "y": {"n": 1}})", {"/x"}},
-      {{0, 1}, R"({"x": {"n": 1, "m": 2}})", {"/x/m"}},
-  };
-  for (const Case& c : more) RunCase(ref, c);
-}
-
-TEST(JsonValidator, Tag7WantsUniqueNonEmptyInstanceKeys) {
-  const auto errors = Check(
-      kNicSchema,
-      R"({"addresses": [{"address": "a"}, {"address": ""}, {"prefix": 1}, {"address": "a"}, 5]})",
-      {7});
+  EXPECT_EQ(Check(kNicSchema, R"({"mac": "m", "mtu": 1500, "legacy": false})", {3, 4}),
+            (Entries{{"/mac", "member is vital and cannot be written here"},
+                     {"/legacy", "member is deprecated"}}));
   EXPECT_EQ(
-      errors,
+      Check(
+          kNicSchema,
+          R"({"addresses": [{"address": "a"}, {"address": ""}, {"prefix": 1}, {"address": "a"}, 5]})",
+          {7}),
       (Entries{{"/addresses/1/address", "instance id member \"address\" is missing or empty"},
                {"/addresses/2/address", "instance id member \"address\" is missing or empty"},
                {"/addresses/3/address", "duplicate instance id \"a\""},
                {"/addresses/4/address", "instance id member \"address\" is missing or empty"}}));
-  EXPECT_TRUE(
-      Check(kNicSchema, R"({"addresses": [{"address": "a"}, {"address": "b"}]})", {7}).empty());
-}
-
-TEST(JsonValidator, TagSetsTheLibraryUses) {
-  const Case cases[] = {
-      // full set
-      {{0, 1, 7, 8},
-       R"({"mtu": 1, "x": 1, "addresses": [{"prefix": 1}]})",
-       {"/addresses/0/address", "/addresses/0/address", "/mtu", "/name", "/x"}},
-      // user write
-      {{0, 1, 3, 7, 8}, R"({"name": "n", "mac": "m", "x": 1})", {"/mac", "/x"}},
-      // vital
-      {{0, 1, 5},
-       R"({"mac": "m", "mtu": 1500, "addresses": [{"address": "a", "gw": "g"}]})",
-       {"/mtu"}},
-      // cached
-      {{0, 1, 9}, R"({"stats": {"rx": "x"}, "mtu": 1500})", {"/mtu", "/stats/rx"}},
-      // partial
-      {{0, 1, 3, 7}, R"({"mtu": 1500, "addresses": [{"prefix": 1}]})", {"/addresses/0/address"}},
-      // update
-      {{0, 1}, R"({"mtu": "x", "x": 1})", {"/mtu", "/x"}},
-      // apply file
-      {{0, 1, 4, 8}, R"({"name": "n", "legacy": true})", {"/legacy"}},
-  };
-  for (const Case& c : cases) RunCase(kNicSchema, c);
 }
 
 TEST(JsonValidator, UnusableSchemaIsOneErrorAtTheRoot) {
@@ -296,7 +236,9 @@ TEST(JsonValidator, UnusableSchemaIsOneErrorAtTheRoot) {
   EXPECT_TRUE(JsonValidator::CheckSchema(Json(kNicSchema), nullptr));
 }
 
-TEST(JsonValidator, CachedSchemasAreNotConfused) {
+// Schemas that differ a little are not confused; threads share the cache,
+// and schemas evicted from it compile again.
+TEST(JsonValidator, CompiledSchemaCache) {
   const char* integer = R"({"properties": {"a": {"type": "integer"}}, "required": ["a"]})";
   const char* string = R"({"properties": {"a": {"type": "string"}}, "required": ["a"]})";
   for (int round = 0; round < 2; ++round) {
@@ -305,30 +247,18 @@ TEST(JsonValidator, CachedSchemasAreNotConfused) {
     EXPECT_TRUE(Check(integer, "{}", {0}).empty());
     EXPECT_EQ(Fields(Check(integer, "{}", {0, 8})), std::vector<std::string>{"/a"});
   }
-}
-
-TEST(JsonValidator, EvictedSchemasCompileAgain) {
-  for (int i = 0; i < 1100; ++i) {
-    const std::string schema = R"({"maximum": )" + std::to_string(i) + "}";
-    ASSERT_EQ(Check(schema, std::to_string(i + 1), {0}).size(), 1u) << i;
-  }
+  const auto work = [] {
+    for (int i = 0; i < 1100; ++i) {
+      const std::string schema = R"({"maximum": )" + std::to_string(i) + "}";
+      EXPECT_EQ(Check(schema, std::to_string(i + 1), {0}).size(), 1u) << i;
+    }
+  };
+  std::thread first(work), second(work);
+  work();
+  first.join();
+  second.join();
   EXPECT_TRUE(Check(R"({"maximum": 0})", "0", {0}).empty());
   EXPECT_EQ(Check(R"({"maximum": 0})", "1", {0}).size(), 1u);
-}
-
-TEST(JsonValidator, ThreadsShareTheCache) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([t] {
-      for (int i = 0; i < 200; ++i) {
-        const std::string schema =
-            R"({"pattern": "^a", "maxLength": )" + std::to_string(i % 7) + "}";
-        const std::string value = (t % 2 == 0) ? R"("aaaaaaaaaa")" : R"("b")";
-        EXPECT_EQ(Check(schema, value, {0}).size(), (t % 2 == 0) ? 1u : (i % 7 == 0 ? 2u : 1u));
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace

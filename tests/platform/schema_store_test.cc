@@ -1,5 +1,6 @@
-// The schema store: loading definitions, refusing bad ones whole, what a
-// type derives from its schema, and lookups that stay current.
+// The schema store: reading and refusing definitions, what a type derives
+// from its schema, the description of the stored types, and lookups that
+// stay current.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -19,14 +20,8 @@
 namespace OrinSchemaStore {
 namespace {
 
-using OrinConfigStore::ConfigStoreDocument;
 using OrinConfigStore::InvalidArgumentException;
-
-std::string Json(const JVal& value) {
-  std::string text;
-  ConfigStoreDocument::SerializeValue(value, text);
-  return text;
-}
+using OrinConfigStore::SerializeJson;
 
 std::shared_ptr<SchemaObject> Lookup(const char* component, const char* group, const char* key) {
   return SchemaStore::GetStore()->GetSchemaObject(component, group, key);
@@ -39,31 +34,116 @@ std::string Definition(const std::string& key, const std::string& schema,
          (extra.empty() ? "" : ", " + extra) + "}";
 }
 
-TEST(SchemaStore, SampleTypesAndWhatTheyDerive) {
-  cstest::SampleSchemaRoot root;
-  const auto nics = Lookup("net", "interfaces", "nics");
+std::string Version(const std::string& version) {
+  return Definition("a", R"({"type": "object"})", R"("version": ")" + version + "\"");
+}
+
+// Version and flags: DescribeSchemas.EveryStoredTypeInOrder.
+TEST(SchemaStore, WhatATypeDerivesFromItsSchema) {
+  cstest::TempRoot root;
+  cstest::LoadTypes(R"([
+    {"component": "net", "group": "test", "key": "nics", "nonSingleton": true, "schema": {
+     "definitions": {"list": {"type": "array", "instanceId": "address", "items": {"properties": {
+       "address": {"type": "string"}, "prefix": {"type": "integer", "default": 24}}}}},
+     "properties": {"name": {"type": "string", "instanceId": true},
+                    "mtu": {"type": "integer", "default": 1500},
+                    "offload": {"properties": {"tso": {"default": true}, "gro": {}}},
+                    "addresses": {"$ref": "#/definitions/list"}}}},
+    {"component": "net", "group": "test", "key": "plain", "schema": {"properties": {"a": {}}}}])");
+  const auto nics = Lookup("net", "test", "nics");
   ASSERT_NE(nics, nullptr);
-  EXPECT_TRUE(nics->IsNonSingleton());
-  EXPECT_FALSE(nics->IsBootExempt());
-  EXPECT_EQ(nics->GetVersion(), "2.0");
   EXPECT_EQ(nics->GetInstanceIdKey(), "name");
-  EXPECT_EQ(Json(nics->GetInstanceKeyMap()), R"({"nics":"name","addresses":"address"})");
+  EXPECT_EQ(SerializeJson(nics->GetInstanceKeyMap()), R"({"nics":"name","addresses":"address"})");
   // A repeated sub-object's item defaults sit under its key.
-  EXPECT_EQ(Json(nics->GetDefaultValue()),
-            R"({"mtu":1500,"enabled":true,"addresses":{"prefixLength":24}})");
+  EXPECT_EQ(SerializeJson(nics->GetDefaultValue()),
+            R"({"mtu":1500,"offload":{"tso":true},"addresses":{"prefix":24}})");
+  const auto plain = Lookup("net", "test", "plain");
+  ASSERT_NE(plain, nullptr);
+  EXPECT_EQ(plain->GetInstanceIdKey(), "");
+  EXPECT_EQ(SerializeJson(plain->GetInstanceKeyMap()), "{}");
+  EXPECT_TRUE(plain->GetDefaultValue().IsNull());
+  EXPECT_EQ(Lookup("net", "test", "nothing"), nullptr);
+}
 
-  const auto resolver = Lookup("net", "dns", "resolver");
-  ASSERT_NE(resolver, nullptr);
-  EXPECT_FALSE(resolver->IsNonSingleton());
-  EXPECT_EQ(resolver->GetInstanceIdKey(), "");
-  EXPECT_EQ(Json(resolver->GetInstanceKeyMap()), "{}");
-  EXPECT_EQ(Json(resolver->GetDefaultValue()),
-            R"({"domain":"localdomain","options":{"timeout":5,"attempts":2,"rotate":false}})");
+TEST(SchemaDefinitions, RefusedWithTheFirstProblem) {
+  const std::string good = Definition("new", R"({"type": "object"})");
+  const auto withGood = [&](const std::string& definition) {
+    return "[" + good + ", " + definition + "]";
+  };
+  const std::string second = "definition 2 (net/test/x): ";
+  const std::string fields =
+      R"({"properties": {"id": {"type": "string", "instanceId": true},
+                         "mtu": {"type": "integer", "maximum": 9000}}})";
+  const std::string many = R"("nonSingleton": true, "defaultConfig": )";
+  const std::pair<std::string, std::string> refused[] = {
+      {"{", "not valid JSON"},
+      {"5", "expected a definition object or an array of them"},
+      {"[1]", "definition 1: not a JSON object"},
+      {R"([{"component": "net", "group": "test", "schema": {}}])",
+       "definition 1: \"key\" is missing or not text"},
+      {withGood(R"({"component": "", "group": "g", "key": "k", "schema": {}})"),
+       "definition 2: \"component\" is empty"},
+      {withGood(Definition("x'y", "{}")), "definition 2: \"key\" contains a quote"},
+      {withGood(Definition("x", "{}", R"("nonSingleton": "yes")")),
+       second + "\"nonSingleton\" is not a boolean"},
+      {withGood(Definition("x", R"({"type": "array"})")),
+       second + "\"schema\" must describe a JSON object"},
+      {withGood(Definition("x", R"({"properties": {"id": {"type": "string"}}})",
+                           R"("nonSingleton": true)")),
+       second + "a non-singleton type needs exactly one top-level property marked "
+                "\"instanceId\": true, found 0"},
+      {withGood(Definition("x", R"({"properties": {"l": {"type": "array", "instanceId": "id",
+                                    "items": {"properties": {"name": {}}}}}})")),
+       second + "property /properties/l names the instance member \"id\" that its items do "
+                "not declare"},
+      {withGood(Definition("x", R"({"definitions": {"l": {"type": "array", "instanceId": "id",
+                                    "items": {}}}, "properties": {"l": {"$ref": "#/definitions/l"}}})")),
+       second + "property /properties/l names the instance member \"id\" that its items do "
+                "not declare"},
+      {withGood(Definition("x", R"({"properties": {"n": {"instanceId": 3}}})")),
+       second + "property /properties/n has an \"instanceId\" mark that is neither true nor a "
+                "member name"},
+      {withGood(Definition("x", R"({"vital": "true"})")), second + "\"vital\" is not a boolean"},
+      {withGood(good), "definition 2 (net/test/new): the type is defined twice"},
+      {withGood(Definition("x", fields, R"("defaultConfig": [])")),
+       second + "\"defaultConfig\" of a singleton type must be an object"},
+      {withGood(Definition("x", fields, many + R"([{"id": "a"}, {"id": "a"}])")),
+       second + "\"defaultConfig\" instance 2 repeats the instance id \"a\""},
+      {withGood(Definition("x", fields, many + R"([{"mtu": 1}])")),
+       second + "\"defaultConfig\" instance 1 lacks its instance id \"id\""},
+  };
+  for (const auto& [text, problem] : refused) {
+    EXPECT_CS_ERROR(InvalidArgumentException, 2000, "Invalid schema definition in src: " + problem,
+                    ReadSchemaDefinitions(text, "src"));
+  }
+  try {
+    ReadSchemaDefinitions(withGood(Definition("x", fields, R"("defaultConfig": {"mtu": 9001})")),
+                          "src");
+    FAIL() << "no exception";
+  } catch (const InvalidArgumentException& e) {
+    const std::string start = "Invalid schema definition in src: " + second +
+                              "\"defaultConfig\" does not fit the schema: /mtu ";
+    EXPECT_EQ(std::string(e.what()).rfind(start, 0), 0u) << e.what();
+  }
+}
 
-  EXPECT_TRUE(Lookup("orin", "logging", "syslog")->IsBootExempt());
-  EXPECT_TRUE(Lookup("orin", "hardware", "platform")->GetDefaultValue().IsNull());
-  EXPECT_EQ(Lookup("net", "dns", "nothing"), nullptr);
-  EXPECT_EQ(SchemaStore::GetStore()->GetSchemaObjects().size(), 6u);
+// In order of component, then group, then key.
+TEST(DescribeSchemas, EveryStoredTypeInOrder) {
+  cstest::TempRoot root;
+  EXPECT_EQ(SerializeJson(DescribeSchemas()->GetDocument()), "[]");
+  cstest::LoadTypes(R"([
+    {"component": "orin", "group": "a", "key": "a", "schema": {}},
+    {"component": "net", "group": "c", "key": "a", "version": "1", "bootExempt": true,
+     "schema": {"type": "object"}},
+    {"component": "net", "group": "b", "key": "z", "version": "2", "nonSingleton": true,
+     "schema": {"properties": {"id": {"instanceId": true}}}}])");
+  EXPECT_EQ(SerializeJson(DescribeSchemas()->GetDocument()),
+            R"([{"component":"net","group":"b","key":"z","version":"2","nonSingleton":true,)"
+            R"("bootExempt":false,"schema":{"properties":{"id":{"instanceId":true}}}},)"
+            R"({"component":"net","group":"c","key":"a","version":"1","nonSingleton":false,)"
+            R"("bootExempt":true,"schema":{"type":"object"}},)"
+            R"({"component":"orin","group":"a","key":"a","version":"","nonSingleton":false,)"
+            R"("bootExempt":false,"schema":{}}])");
 }
 
 TEST(SchemaStore, MissingDatabaseKnowsNoTypesAndIsNotCreated) {
@@ -76,16 +156,25 @@ TEST(SchemaStore, MissingDatabaseKnowsNoTypesAndIsNotCreated) {
   EXPECT_TRUE(SchemaStore::GetStore()->GetSchemaObjects().empty());
 }
 
+TEST(SchemaStore, AFileWithoutTablesKnowsNoTypesUntilLoaded) {
+  cstest::TempRoot root;
+  std::filesystem::create_directories(std::filesystem::path(SchemaStorePath()).parent_path());
+  std::ofstream(SchemaStorePath()).flush();  // as another process's store looks before its tables
+  EXPECT_EQ(Lookup("net", "test", "a"), nullptr);
+  cstest::LoadTypes(Version("1"));
+  EXPECT_NE(Lookup("net", "test", "a"), nullptr);
+}
+
 TEST(SchemaStore, LookupsSeeLaterLoadsAndOtherWriters) {
   cstest::TempRoot root;
-  LoadSchemaDefinition(Definition("a", R"({"type": "object"})", R"("version": "1")"));
+  cstest::LoadTypes(Version("1"));
   const auto first = Lookup("net", "test", "a");
   ASSERT_NE(first, nullptr);
   EXPECT_EQ(Lookup("net", "test", "a"), first);    // warm: the same parsed type
   const auto operation = SchemaStore::GetCache();  // one operation's view stays put
   EXPECT_EQ(operation->Get("net", "test", "a"), first);
 
-  LoadSchemaDefinition(Definition("a", R"({"type": "object"})", R"("version": "2")"));
+  cstest::LoadTypes(Version("2"));
   EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "2");
   EXPECT_EQ(first->GetVersion(), "1");  // a type already handed out does not change
   EXPECT_EQ(operation->Get("net", "test", "a"), first);
@@ -100,142 +189,18 @@ TEST(SchemaStore, LookupsSeeLaterLoadsAndOtherWriters) {
   const auto b = Lookup("net", "test", "b");
   ASSERT_NE(b, nullptr);
   EXPECT_TRUE(b->IsBootExempt());
-}
 
-// Once the file has been left alone for a while, lookups trust its
-// modification time instead of asking SQLite; a commit still moves the time
-// on and is seen at once.
-TEST(SchemaStore, ASettledFileStillShowsTheNextCommit) {
-  cstest::TempRoot root;
-  LoadSchemaDefinition(Definition("a", R"({"type": "object"})", R"("version": "1")"));
-  EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "1");  // opens the journal
+  // Once the file has been left alone for a while, lookups trust its
+  // modification time instead of asking SQLite; a commit still moves the
+  // time on and is seen at once.
   const timespec longAgo[2] = {{0, UTIME_OMIT}, {std::time(nullptr) - 60, 0}};
   for (const std::string& file : {SchemaStorePath(), SchemaStorePath() + "-wal"}) {
     ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), longAgo, 0), 0) << file;
   }
-  EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "1");
-  EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "1");
-
-  auto other = OrinConfigStore::SqliteDb::Open(
-      SchemaStorePath(), OrinConfigStore::SqliteDb::Mode::kReadWrite, nullptr);
-  ASSERT_TRUE(other->Exec("UPDATE Schema SET Version = '2';", nullptr));
   EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "2");
-}
-
-TEST(SchemaStore, RefusedDefinitionsStoreNothing) {
-  cstest::TempRoot root;
-  LoadSchemaDefinition(Definition("kept", R"({"type": "object"})"));
-  const std::string prefix = "Invalid schema definition in JSON text: ";
-  const std::string second = "definition 2 (net/test/x): ";
-  const std::string good = Definition("new", R"({"type": "object"})");
-  const std::pair<std::string, std::string> refused[] = {
-      {"{", "not valid JSON"},
-      {"5", "expected a definition object or an array of them"},
-      {R"([{"component": "net", "group": "test", "schema": {}}])",
-       "definition 1: \"key\" is missing or not text"},
-      {"[" + good + R"(, {"component": "", "group": "g", "key": "k", "schema": {}}])",
-       "definition 2: \"component\" is empty"},
-      {"[" + good + ", " + Definition("x'y", "{}") + "]", "definition 2: \"key\" contains a quote"},
-      {"[" + good + ", " + Definition("x", "{}", R"("nonSingleton": "yes")") + "]",
-       second + "\"nonSingleton\" is not a boolean"},
-      {"[" + good + ", " + Definition("x", R"({"type": "array"})") + "]",
-       second + "\"schema\" must describe a JSON object"},
-      {"[" + good + ", " +
-           Definition("x", R"({"properties": {"id": {"type": "string"}}})",
-                      R"("nonSingleton": true)") +
-           "]",
-       second + "a non-singleton type needs exactly one top-level property marked "
-                "\"instanceId\": true, found 0"},
-      {"[" + good + ", " +
-           Definition("x", R"({"properties": {"l": {"type": "array", "instanceId": "id",
-                                 "items": {"properties": {"name": {}}}}}})") +
-           "]",
-       second + "property /properties/l names the instance member \"id\" that its items do "
-                "not declare"},
-      {"[" + good + ", " + Definition("x", R"({"properties": {"n": {"instanceId": 3}}})") + "]",
-       second + "property /properties/n has an \"instanceId\" mark that is neither true nor a "
-                "member name"},
-      {"[" + good + ", " + Definition("x", R"({"vital": "true"})") + "]",
-       second + "\"vital\" is not a boolean"},
-      {"[" + good + ", " + good + "]", "definition 2 (net/test/new): the type is defined twice"},
-  };
-  for (const auto& [text, problem] : refused) {
-    EXPECT_CS_ERROR(InvalidArgumentException, 2000, prefix + problem, LoadSchemaDefinition(text));
-  }
-  const auto types = SchemaStore::GetStore()->GetSchemaObjects();
-  ASSERT_EQ(types.size(), 1u);
-  EXPECT_EQ(types[0]->GetKey(), "kept");
-}
-
-TEST(SchemaStore, DefaultsMustFitTheSchema) {
-  cstest::TempRoot root;
-  const std::string schema =
-      R"({"properties": {"id": {"type": "string", "instanceId": true},
-                         "mtu": {"type": "integer", "maximum": 9000}}})";
-  const std::string prefix = "Invalid schema definition in JSON text: definition 1 (net/test/x): ";
-  EXPECT_CS_ERROR(InvalidArgumentException, 2000,
-                  prefix + "\"defaultConfig\" of a singleton type must be an object",
-                  LoadSchemaDefinition(Definition("x", schema, R"("defaultConfig": [])")));
-  EXPECT_CS_ERROR(
-      InvalidArgumentException, 2000,
-      prefix + "\"defaultConfig\" instance 2 repeats the instance id \"a\"",
-      LoadSchemaDefinition(Definition(
-          "x", schema, R"("nonSingleton": true, "defaultConfig": [{"id": "a"}, {"id": "a"}])")));
-  EXPECT_CS_ERROR(InvalidArgumentException, 2000,
-                  prefix + "\"defaultConfig\" instance 1 lacks its instance id \"id\"",
-                  LoadSchemaDefinition(Definition(
-                      "x", schema, R"("nonSingleton": true, "defaultConfig": [{"mtu": 1}])")));
-  try {
-    LoadSchemaDefinition(Definition("x", schema, R"("defaultConfig": {"mtu": 9001})"));
-    FAIL() << "no exception";
-  } catch (const InvalidArgumentException& e) {
-    EXPECT_EQ(
-        std::string(e.what()).rfind(prefix + "\"defaultConfig\" does not fit the schema: /mtu ", 0),
-        0u)
-        << e.what();
-  }
-  EXPECT_TRUE(SchemaStore::GetStore()->GetSchemaObjects().empty());
-}
-
-TEST(SchemaStore, MarksBehindReferencesCount) {
-  cstest::TempRoot root;
-  const std::string nics = R"({"type": "array", "instanceId": "id", "items": {"properties": {
-      "id": {"type": "string", "instanceId": true}, "mtu": {"type": "integer", "default": 1500}}}})";
-  LoadSchemaDefinition(
-      Definition("r", R"({"definitions": {"nic": )" + nics +
-                          R"(}, "properties": {"nics": {"$ref": "#/definitions/nic"}}})"));
-  const auto type = Lookup("net", "test", "r");
-  EXPECT_EQ(Json(type->GetInstanceKeyMap()), R"({"nics":"id"})");
-  EXPECT_EQ(Json(type->GetDefaultValue()), R"({"nics":{"mtu":1500}})");
-  EXPECT_CS_ERROR(
-      InvalidArgumentException, 2000,
-      "Invalid schema definition in JSON text: definition 1 (net/test/bad): property "
-      "/properties/nics names the instance member \"name\" that its items do not declare",
-      LoadSchemaDefinition(Definition(
-          "bad", R"({"definitions": {"nic": {"type": "array", "instanceId": "name", "items": {}}},
-                     "properties": {"nics": {"$ref": "#/definitions/nic"}}})")));
-}
-
-TEST(SchemaStore, AFileWithoutTablesKnowsNoTypesUntilLoaded) {
-  cstest::TempRoot root;
-  std::filesystem::create_directories(std::filesystem::path(SchemaStorePath()).parent_path());
-  std::ofstream(SchemaStorePath()).flush();  // as another process's store looks before its tables
-  EXPECT_EQ(Lookup("net", "test", "a"), nullptr);
-  LoadSchemaDefinition(Definition("a", "{}"));
-  EXPECT_NE(Lookup("net", "test", "a"), nullptr);
-}
-
-TEST(SchemaStore, FilesAreNamedInErrors) {
-  cstest::TempRoot root;
-  const std::string missing = root.Path() + "/none.json";
-  EXPECT_CS_ERROR(InvalidArgumentException, 2000,
-                  "Invalid schema definition in " + missing + ": the file cannot be read",
-                  LoadSchemaFile(missing));
-  const std::string bad = root.WriteFile("bad.json", "[1]");
-  EXPECT_CS_ERROR(InvalidArgumentException, 2000,
-                  "Invalid schema definition in " + bad + ": definition 1: not a JSON object",
-                  LoadSchemaFile(bad));
-  EXPECT_EQ(LoadSchemaFile(cstest::ExamplePath("schemas/orin.json")), 4u);
+  EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "2");
+  ASSERT_TRUE(other->Exec("UPDATE Schema SET Version = '3';", nullptr));
+  EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "3");
 }
 
 }  // namespace
