@@ -53,7 +53,7 @@ void ExpectRefused(const std::string& json, const std::string& outcome = kTypeV)
 template <typename F>
 std::string After(const std::string& json, F statements) {
   StoreObject object = ObjectWith(json);
-  const std::string outcome = cstest::Outcome([&] { statements(object); });
+  const std::string outcome = RAISED(statements(object));
   if (outcome == "ok") return object.GetData();
   EXPECT_EQ(object.GetData(), ObjectWith(json).GetData()) << outcome;
   return outcome;
@@ -98,15 +98,16 @@ TEST(StoreObjectGetters, ArgumentsAndWhatAFailedReadLeaves) {
   EXPECT_EQ(object.GetValue("n", &value), 0);
   EXPECT_EQ(value, 42);
   EXPECT_EQ(object.GetValuePtr("n"), nullptr);
-  EXPECT_EQ(cstest::Outcome([&] { object.GetValue("", &value); }), kEmptyKey);
-  EXPECT_EQ(cstest::Outcome([&] { object.GetValuePtr(nullptr); }), kEmptyKey);
+  EXPECT_EQ(RAISED(object.GetValue("", &value)), kEmptyKey);
+  EXPECT_EQ(RAISED(object.GetValuePtr(nullptr)), kEmptyKey);
   EXPECT_CS_ERROR(InvalidArgumentException, 2000, "Output pointer cannot be null.",
                   object.GetValue("n", static_cast<int*>(nullptr)));
   std::vector<int> list{1};
   EXPECT_CS_ERROR(InvalidArgumentException, 2000, "Output vector must be empty.",
                   object.GetValue("mixed", &list));
   list.clear();
-  EXPECT_EQ(cstest::Outcome([&] { object.GetValue("mixed", &list); }), kInvalidJson);
+  EXPECT_EQ(object.GetValue("missing", &list), 0);
+  EXPECT_EQ(RAISED(object.GetValue("mixed", &list)), kInvalidJson);
   EXPECT_EQ(list, (std::vector<int>{1, 2}));  // what was read before the fault stays
 }
 
@@ -175,7 +176,7 @@ TEST(StoreObjectLists, SettersEmptyListsAndAppenders) {
 }
 
 TEST(StoreObjectBinary, RoundTripAndFailures) {
-  StoreObject object = ObjectWith(R"({"text": "not base64!", "number": 5})");
+  StoreObject object = ObjectWith(R"({"text": "not base64!"})");
   const std::vector<unsigned char> bytes{0x00, 0xff, 0x10, 0x80, 0x7f};
   object.SetValueBinary("blob", bytes.data(), bytes.size());
   EXPECT_NE(object.GetData().find(R"("blob":"AP8QgH8=")"), std::string::npos);
@@ -188,8 +189,6 @@ TEST(StoreObjectBinary, RoundTripAndFailures) {
   EXPECT_EQ(object.GetValueBinary("missing", &data, &length), 0);
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Failed to decode binary value",
                   object.GetValueBinary("text", &data, &length));
-  EXPECT_EQ(cstest::Outcome([&] { object.GetValueBinary("number", &data, &length); }),
-            kType + "number");
   const std::string badInput =
       "InvalidArgument 2000 Value pointer cannot be null and length cannot be zero";
   EXPECT_EQ(AFTER("{}", o.SetValueBinary("a", bytes.data(), 0)), badInput);

@@ -160,9 +160,8 @@ TEST_F(StoredTypesTest, BootRefusesExternalUserWritesOfTypesNotExempt) {
   EXPECT_NO_THROW(CheckObjectUserContext(userWrite, kernix, INTERNAL));
   EXPECT_NO_THROW(
       CheckObjectUserContext(Object(R"({"maxVcpus": 4})", kernix, kKernix), kernix, EXTERNAL));
-  EXPECT_NO_THROW(
-      CheckBootContext(LookupSchema(ConfigStoreObjectId("syslog", "logging", "orin")), true,
-                       EXTERNAL));
+  EXPECT_NO_THROW(CheckBootContext(LookupSchema(ConfigStoreObjectId("syslog", "logging", "orin")),
+                                   true, EXTERNAL));
   EXPECT_CS_ERROR(ValidationException, 2000, kDuringBoot,
                   CheckBootContext(nullptr, true, EXTERNAL));
   SetUpgradeCtx(true);
@@ -241,7 +240,8 @@ TEST(ValidateCSO, CollectsQuietlyWithTheTypesSourceTags) {
   EXPECT_TRUE(errors.empty());
   ValidateCSO(Nic(), Object(R"({"mtu": 1})", Nic()), errors);
   EXPECT_EQ(Fields(errors), std::vector<std::string>{"/name"});
-  for (const auto& line : log.Lines()) EXPECT_EQ(line.second.find("Validation Error"), std::string::npos);
+  for (const auto& line : log.Lines())
+    EXPECT_EQ(line.second.find("Validation Error"), std::string::npos);
 
   const SchemaPtr odd = Schema(R"({"vital": "true", "properties": {}})");
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
@@ -292,7 +292,8 @@ TEST_F(StoredTypesTest, DocumentsAreCheckedAgainstTheirTypes) {
       "properties": {"id": {"type": "string", "instanceId": true},
                      "sizeGb": {"$ref": "#/definitions/size"}}}})");
   const auto import = [](const char* text) {
-    return Faults([&](auto& errors) { return ValidateImportDocument(Json(text), nullptr, errors); });
+    return Faults(
+        [&](auto& errors) { return ValidateImportDocument(Json(text), nullptr, errors); });
   };
   using Found = std::vector<std::string>;
   EXPECT_EQ(import(R"({"net": {"dns": {"resolver": {"domain": "x"}},
@@ -301,14 +302,13 @@ TEST_F(StoredTypesTest, DocumentsAreCheckedAgainstTheirTypes) {
            "orin": {"inventory": {"pciDevices": {"deviceCount": 1}}},
            "test": {"disk pools": {"disks": [{"id": "d0", "sizeGb": 8}]}}})"),
             Found{});
-  EXPECT_EQ(import(R"({"net": {"dns": {"resolver": {}, "nothing": {}}}, "nope": {"g": {"k": {}}}})"),
-            (Found{"/net/dns/nothing", "/nope/g/k"}));
-  EXPECT_EQ(import(R"({"net": {"interfaces": {"nics": [{"name": "nic0"}, {"name": "nic0"}]}}})"),
-            Found{"/net/interfaces/nics/1/name"});
-  EXPECT_EQ(import(R"({"net": {"interfaces": {"nics": {"name": "nic0"}}}, "orin": 5})"),
-            (Found{"/net/interfaces/nics", "/orin"}));
-  EXPECT_EQ(import(R"({"test": {"disk pools": {"disks": [{"id": "d0", "sizeGb": 0}]}}})"),
-            Found{"/test/disk pools/disks/0/sizeGb"});
+  EXPECT_EQ(import(R"({"net": {"dns": {"resolver": {}, "nothing": {}},
+                                     "interfaces": {"nics": {"name": "nic0"}}},
+                             "nope": {"g": {"k": {}}}, "orin": 5})"),
+            (Found{"/net/dns/nothing", "/net/interfaces/nics", "/nope/g/k", "/orin"}));
+  EXPECT_EQ(import(R"({"net": {"interfaces": {"nics": [{"name": "nic0"}, {"name": "nic0"}]}},
+                       "test": {"disk pools": {"disks": [{"id": "d0", "sizeGb": 0}]}}})"),
+            (Found{"/net/interfaces/nics/1/name", "/test/disk pools/disks/0/sizeGb"}));
   std::vector<ErrorInfo> errors;
   EXPECT_FALSE(ValidateImportDocument(JVal(rapidjson::kArrayType), nullptr, errors));
   EXPECT_EQ(Pairs(errors), (Entries{{"/", "INCORRECT TYPE: expected object."}}));
@@ -321,7 +321,7 @@ TEST_F(StoredTypesTest, DocumentsAreCheckedAgainstTheirTypes) {
                            Nic());
   EXPECT_EQ(Faults([&](auto& found) { return ValidateDocument(user, found); }),
             (Found{"/net/interfaces/nics/0/macAddress", "/orin/inventory/pciDevices",
-                    "/test/disk pools/disks"}));
+                   "/test/disk pools/disks"}));
 }
 
 }  // namespace
