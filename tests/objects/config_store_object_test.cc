@@ -40,8 +40,10 @@ class ConfigStoreObjectTest : public ::testing::Test {
 };
 
 TEST_F(ConfigStoreObjectTest, ConstructionNeedsAKnownTypeAndAnObject) {
-  EXPECT_EQ(RAISED(ConfigStoreObject{ConfigStoreObjectId("nothing", "dns", "net")}),
-            "ConfigStore 1037 Schema object not found: comp net grp dns key nothing");
+  const ConfigStoreObjectId unknown("nothing", "dns", "net");
+  const std::string notFound = "ConfigStore 1037 Schema object not found: " + unknown.toString();
+  EXPECT_EQ(RAISED(ConfigStoreObject{unknown}), notFound);
+  EXPECT_EQ(RAISED(CreateObject(unknown, "{}")), notFound);
   EXPECT_EQ(RAISED(CreateObject(kNic, CreateDocumentFromString("{}"), nullptr)),
             "ConfigStore 1037 Schema object not found: comp net grp interfaces key nics id nic1");
   EXPECT_EQ(RAISED(CreateObject(kResolver, "[]")), "InvalidArgument 1082 Invalid JSON");

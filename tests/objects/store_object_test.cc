@@ -92,11 +92,12 @@ TEST(StoreObjectGetters, EachTypeAcceptsOnlyValuesThatFit) {
 }
 
 TEST(StoreObjectGetters, ArgumentsAndWhatAFailedReadLeaves) {
-  const StoreObject object = ObjectWith(R"({"n": null, "mixed": [1, 2, "x"]})");
+  const StoreObject object = ObjectWith(R"({"n": null, "big": 4294967295, "mixed": [1, 2, "x"]})");
   int value = 42;
   EXPECT_EQ(object.GetValue("missing", &value), 0);
   EXPECT_EQ(object.GetValue("n", &value), 0);
-  EXPECT_EQ(value, 42);
+  EXPECT_EQ(RAISED(object.GetValue("big", &value)), kType + "big");
+  EXPECT_EQ(value, 42);  // nor does a refused read
   EXPECT_EQ(object.GetValuePtr("n"), nullptr);
   EXPECT_EQ(RAISED(object.GetValue("", &value)), kEmptyKey);
   EXPECT_EQ(RAISED(object.GetValuePtr(nullptr)), kEmptyKey);
@@ -195,8 +196,10 @@ TEST(StoreObjectBinary, RoundTripAndFailures) {
   EXPECT_EQ(AFTER("{}", o.SetValueBinary("a", nullptr, 1)), badInput);
 }
 
-TEST(StoreObjectWhole, RemoveSetDataAndCopies) {
-  EXPECT_EQ(AFTER(R"({"a": 1, "n": null, "b": 2, "c": 3})", EXPECT_TRUE(o.Remove("a"));
+TEST(StoreObjectWhole, MembersDataAndCopies) {
+  // A null member counts as present; removal may reorder the others.
+  EXPECT_EQ(AFTER(R"({"a": 1, "n": null, "b": 2, "c": 3})", EXPECT_TRUE(o.CheckKey("n"));
+                  EXPECT_TRUE(o.Remove("a")); EXPECT_FALSE(o.CheckKey("a"));
                   EXPECT_TRUE(o.Remove("n")); EXPECT_FALSE(o.Remove("x"))),
             R"({"c":3,"b":2})");
   const char* one = R"({"a": 1})";
