@@ -20,6 +20,12 @@ const ConfigStoreObjectId kResolver("resolver", "dns", "net");
 const ConfigStoreObjectId kNic("nics", "interfaces", "net", "nic1");
 const std::string kInvalidJson = "ConfigStore 2000 Invalid JSON";
 
+JDoc Json(const char* text) {
+  JDoc document;
+  document.Parse(text);
+  return document;
+}
+
 class ConfigStoreObjectTest : public ::testing::Test {
  protected:
   static std::shared_ptr<ConfigStoreObject> Nic(const char* json) {
@@ -103,12 +109,10 @@ TEST_F(ConfigStoreObjectTest, IdMapInstanceIdAndGeneratedIds) {
 
 TEST_F(ConfigStoreObjectTest, SetValueExMovesChangedMembersToTheEnd) {
   const auto resolver = CreateObject(kResolver, R"({"a": {"x": 1}, "b": 2})");
-  JDoc same;
-  same.Parse(R"({"x": 1})");
+  const JDoc same = Json(R"({"x": 1})");
+  const JDoc other = Json("[1, 2]");
   resolver->SetValueEx("a", &same);
   EXPECT_EQ(resolver->GetData(), R"({"a":{"x":1},"b":2})");
-  JDoc other;
-  other.Parse("[1, 2]");
   resolver->SetValueEx("a", &other);
   resolver->SetValueEx("c", &other);
   EXPECT_EQ(resolver->GetData(), R"({"b":2,"a":[1,2],"c":[1,2]})");
@@ -121,15 +125,11 @@ TEST_F(ConfigStoreObjectTest, SetValueExMovesChangedMembersToTheEnd) {
 
 TEST_F(ConfigStoreObjectTest, InstanceIdFromValue) {
   const auto nics = LookupSchema(kNic);
-  JDoc value;
-  value.Parse(R"({"name": "nic3", "mtu": 1500})");
-  EXPECT_EQ(GetInstanceIdFromValue(value, nics), "nic3");
-  value.Parse(R"({"mtu": 1500})");
-  EXPECT_EQ(GetInstanceIdFromValue(value, nics), "");
-  value.Parse(R"({"name": 3})");
-  EXPECT_EQ(RAISED(GetInstanceIdFromValue(value, nics)),
+  EXPECT_EQ(GetInstanceIdFromValue(Json(R"({"name": "nic3", "mtu": 1500})"), nics), "nic3");
+  EXPECT_EQ(GetInstanceIdFromValue(Json(R"({"mtu": 1500})"), nics), "");
+  EXPECT_EQ(RAISED(GetInstanceIdFromValue(Json(R"({"name": 3})"), nics)),
             "ConfigStore 1032 Invalid value for key name");
-  EXPECT_EQ(GetInstanceIdFromValue(value, LookupSchema(kResolver)), "");
+  EXPECT_EQ(GetInstanceIdFromValue(Json(R"({"name": 3})"), LookupSchema(kResolver)), "");
 }
 
 TEST_F(ConfigStoreObjectTest, SubObjectsFollowTheSingletonAndRepeatedRules) {

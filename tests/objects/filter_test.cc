@@ -27,7 +27,6 @@ TEST(FilterMatch, DataMustContainEveryMemberOfTheFilter) {
       {R"({"a": 1, "b": 2})", R"({"a": 1})", true},
       {R"({"a": 2})", R"({"a": 1})", false},
       {R"({"b": 1})", R"({"a": 1})", false},
-      {R"({"a": 1.0})", R"({"a": 1})", true},  // numbers compare by value
       {R"({"a": "1"})", R"({"a": 1})", false},
       {R"({"s": {"b": true, "c": 2}})", R"({"s": {"b": true}})", true},
       {R"({"s": {"c": 2}})", R"({"s": {"b": true}})", false},
