@@ -20,9 +20,7 @@ namespace {
 
 // What the fake calls saw; reset by the fixture.
 struct Recorded {
-  int sockets = 0;
-  int closes = 0;
-  int connects = 0;
+  int sockets = 0, connects = 0, closes = 0;
   std::string path;
   socklen_t length = 0;
 };
@@ -56,26 +54,15 @@ int FailingClose(int fd) {
   return -1;
 }
 
-ssize_t BrokenWrite(int, const void*, std::size_t) {
-  errno = EPIPE;
-  return -1;
-}
-
 ssize_t HalfWrite(int, const void*, std::size_t count) { return static_cast<ssize_t>(count / 2); }
 
-// Installs a table of socket calls for a scope and puts the previous back.
-class ScopedSocketCalls {
- public:
-  explicit ScopedSocketCalls(const SocketCalls& calls) : saved_(HostSocketCalls()) {
-    HostSocketCalls() = calls;
-  }
-  ~ScopedSocketCalls() { HostSocketCalls() = saved_; }
-  ScopedSocketCalls(const ScopedSocketCalls&) = delete;
-  ScopedSocketCalls& operator=(const ScopedSocketCalls&) = delete;
-
- private:
-  SocketCalls saved_;
-};
+// A connected socket whose peer has already hung up.
+int HungUpPeer(int, int, int) {
+  int ends[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return -1;
+  ::close(ends[1]);
+  return ends[0];
+}
 
 // The text of the std::runtime_error that `statement` throws; any other
 // exception escapes and fails the test.
@@ -90,49 +77,58 @@ std::string RuntimeError(F&& statement) {
 }
 
 // Real sockets, counted; connects succeed without a peer unless a test puts
-// the real call back.
+// the real call back. The calls in use before are restored afterwards.
 class UdsClientTest : public ::testing::Test {
  protected:
-  UdsClientTest() { recorded = Recorded(); }
+  UdsClientTest() {
+    recorded = Recorded();
+    HostSocketCalls() =
+        SocketCalls{CountingSocket, AcceptingConnect, SystemSocketCalls().write, CountingClose};
+  }
+  ~UdsClientTest() override { HostSocketCalls() = saved_; }
 
-  ScopedSocketCalls calls_{
-      SocketCalls{CountingSocket, AcceptingConnect, SystemSocketCalls().write, CountingClose}};
+  SocketCalls saved_ = HostSocketCalls();
 };
 
-TEST_F(UdsClientTest, EndpointOf107CharactersIsAPlainPathAddress) {
+// One byte of the address is kept for the terminating zero; a refused
+// endpoint leaves its socket to Disconnect.
+TEST_F(UdsClientTest, EndpointOfUpTo107CharactersIsAPlainPathAddress) {
   const std::string endpoint(107, 'e');
-  UdsClient client(endpoint);
-  client.Connect();
+  UdsClient(endpoint).Connect();
   EXPECT_EQ(recorded.path, endpoint);
   EXPECT_EQ(recorded.length, sizeof(sa_family_t) + endpoint.size());
-}
 
-TEST_F(UdsClientTest, EndpointOf108CharactersIsRefusedWithItsSocketLeftOpen) {
-  UdsClient client(std::string(108, 'e'));
-  EXPECT_EQ(RuntimeError([&] { client.Connect(); }), "Endpoint address too long.");
-  EXPECT_EQ(recorded.connects, 0);
-  EXPECT_EQ(recorded.closes, 0);
-  client.Disconnect();
-  EXPECT_EQ(recorded.sockets, 1);
-  EXPECT_EQ(recorded.closes, 1);
-}
-
-TEST_F(UdsClientTest, SendBeforeConnectIsRefused) {
-  UdsClient client("agent");
-  EXPECT_EQ(RuntimeError([&] { client.Send("x"); }), "Not connected to an endpoint.");
-}
-
-TEST_F(UdsClientTest, RepeatedConnectAndDisconnectOpenAndCloseOneSocket) {
-  {
-    UdsClient client("agent");
-    client.Connect();
-    client.Connect();
-    client.Disconnect();
-    client.Disconnect();
-  }
-  EXPECT_EQ(recorded.sockets, 1);
+  UdsClient tooLong(std::string(108, 'e'));
+  EXPECT_EQ(RuntimeError([&] { tooLong.Connect(); }), "Endpoint address too long.");
   EXPECT_EQ(recorded.connects, 1);
   EXPECT_EQ(recorded.closes, 1);
+  tooLong.Disconnect();
+  EXPECT_EQ(recorded.sockets, 2);
+  EXPECT_EQ(recorded.closes, 2);
+}
+
+TEST_F(UdsClientTest, OneSocketPerConnection) {
+  {
+    UdsClient client("agent");
+    EXPECT_EQ(RuntimeError([&] { client.Send("x"); }), "Not connected to an endpoint.");
+    client.Connect();
+    client.Connect();
+    client.Disconnect();
+    client.Disconnect();
+    client.Connect();
+  }  // the destructor disconnects
+  EXPECT_EQ(recorded.sockets, 2);
+  EXPECT_EQ(recorded.connects, 2);
+  EXPECT_EQ(recorded.closes, 2);
+
+  HostSocketCalls().close = FailingClose;
+  cstest::LogCapture log;
+  UdsClient client("agent");
+  client.Connect();
+  client.Disconnect();
+  client.Disconnect();  // forgotten after the failed close
+  EXPECT_EQ(recorded.closes, 3);
+  EXPECT_TRUE(log.Contains(0, "Failed to close socket: Input/output error"));
 }
 
 TEST_F(UdsClientTest, FailedConnectClosesItsSocketAndLeavesTheClientUsable) {
@@ -141,56 +137,25 @@ TEST_F(UdsClientTest, FailedConnectClosesItsSocketAndLeavesTheClientUsable) {
   UdsClient client(scratch.Path() + "/no-agent-here");
   const std::string expected = "Failed to connect socket: No such file or directory";
   EXPECT_EQ(RuntimeError([&] { client.Connect(); }), expected);
-  EXPECT_EQ(recorded.closes, 1);
   EXPECT_EQ(RuntimeError([&] { client.Connect(); }), expected);
   EXPECT_EQ(recorded.sockets, 2);
   EXPECT_EQ(recorded.closes, 2);
-}
 
-TEST_F(UdsClientTest, SocketCreationFailureReportsTheCause) {
   HostSocketCalls().socket = FailingSocket;
-  UdsClient client("agent");
   EXPECT_EQ(RuntimeError([&] { client.Connect(); }),
             "Failed to create socket: Too many open files");
 }
 
+// A peer that hung up must cost the writer an error, not its life: the
+// default action of SIGPIPE would end the test process here.
 TEST_F(UdsClientTest, FailedAndShortWritesEndTheRequest) {
+  HostSocketCalls().socket = HungUpPeer;
   UdsClient client("agent");
   client.Connect();
-  HostSocketCalls().write = BrokenWrite;
   EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }), "Failed to send data: Broken pipe");
   HostSocketCalls().write = HalfWrite;
   EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }),
             "Partial write: 5B written, expected 10B.");
-}
-
-// A peer that hung up must cost the writer an error, not its life: the
-// default action of SIGPIPE would end the test process here.
-int HungUpPeer(int, int, int) {
-  int ends[2];
-  if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return -1;
-  ::close(ends[1]);
-  return ends[0];
-}
-
-TEST_F(UdsClientTest, APeerThatHungUpIsAnErrorNotASignal) {
-  HostSocketCalls() = SystemSocketCalls();
-  HostSocketCalls().socket = HungUpPeer;
-  HostSocketCalls().connect = AcceptingConnect;
-  UdsClient client("agent");
-  client.Connect();
-  EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }), "Failed to send data: Broken pipe");
-}
-
-TEST_F(UdsClientTest, FailedCloseIsLoggedAndTheSocketForgotten) {
-  HostSocketCalls().close = FailingClose;
-  cstest::LogCapture log;
-  UdsClient client("agent");
-  client.Connect();
-  client.Disconnect();
-  client.Disconnect();
-  EXPECT_EQ(recorded.closes, 1);
-  EXPECT_TRUE(log.Contains(0, "Failed to close socket: Input/output error"));
 }
 
 }  // namespace
