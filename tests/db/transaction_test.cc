@@ -20,8 +20,9 @@ class TransactionTest : public ::testing::Test {
  protected:
   TransactionTest() {
     // A write that SQLite answers by rolling the whole transaction back.
-    db_.Sql("CREATE TRIGGER lose BEFORE INSERT ON KVTable WHEN NEW.Key='lose' "
-            "BEGIN SELECT RAISE(ROLLBACK, 'lost'); END;");
+    db_.Sql(
+        "CREATE TRIGGER lose BEFORE INSERT ON KVTable WHEN NEW.Key='lose' "
+        "BEGIN SELECT RAISE(ROLLBACK, 'lost'); END;");
   }
   void Lose() { EXPECT_NE(DBStore::WriteKeyValue("lose", "", connection_), 0); }
   // The keys as the test's connection sees them, inside its transaction.
@@ -80,7 +81,8 @@ TEST_F(TransactionTest, EachModeReportsAFailureInsideItsWay) {
       {InsideFailure::kForeignAsOperationFailed, "validation 1090 Failed to validate Update",
        "store 2000 Operation failed: disk"},
       {InsideFailure::kAllAsTransactionFailed,
-       "store 2000 Transaction failedFailed to validate Update", "store 2000 Transaction faileddisk"},
+       "store 2000 Transaction failedFailed to validate Update",
+       "store 2000 Transaction faileddisk"},
   };
   for (const auto& expected : modes) {
     const TransactionPolicy policy{policy_.begin, policy_.commit, expected.mode};

@@ -46,9 +46,9 @@ TEST_F(BootOperationsTest, KernelOptionsAreStagedUntilTheBootAppliesThem) {
 }
 
 TEST_F(BootOperationsTest, IdentifiersAreCheckedFirst) {
-  for (const ConfigStoreObjectId& other :
-       {ConfigStoreObjectId("other", "kernix", "orin"), ConfigStoreObjectId("options", "dns", "orin"),
-        ConfigStoreObjectId("options", "kernix", "net")}) {
+  for (const ConfigStoreObjectId& other : {ConfigStoreObjectId("other", "kernix", "orin"),
+                                           ConfigStoreObjectId("options", "dns", "orin"),
+                                           ConfigStoreObjectId("options", "kernix", "net")}) {
     EXPECT_CS_ERROR(ValidationException, 2000,
                     "API should only be invoked for Kernel options configuration.",
                     GetKernelOptions(other));
@@ -69,7 +69,8 @@ TEST_F(BootOperationsTest, IdentifiersAreCheckedFirst) {
 }
 
 TEST_F(BootOperationsTest, WritesValidateFirst) {
-  db_.Insert({"net", "dns", "resolver", "", "", R"({"domain":"old"})", "", "", R"({"domain":"lab"})"});
+  db_.Insert(
+      {"net", "dns", "resolver", "", "", R"({"domain":"old"})", "", "", R"({"domain":"lab"})"});
   EXPECT_CS_ERROR(ValidationException, 1088, "Failed to validate Partial config",
                   SetPartialBootStatus(CreateObject(kResolver, R"({"domain":7})")));
   SetPartialBootStatus(CreateObject(kResolver, R"({"domain":"lab"})"));
