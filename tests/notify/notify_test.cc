@@ -1,6 +1,7 @@
 // Change notifications to the host agent: the switch, the allowlist and its
-// once-per-process reading, the exact request on the agent's socket, and the
-// failures that are logged instead of reaching the caller.
+// once-per-process reading, the exact request sent, and the failures that are
+// logged instead of reaching the caller. The agent's real socket is tested
+// with the tool that listens on it (cfgstore watch).
 //
 // A process keeps the first allowlist it reads, so every scenario that reads
 // one runs in a child process: each starts unread, whatever ran before it.
@@ -8,15 +9,11 @@
 #include "notify/notify.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <unordered_set>
@@ -26,6 +23,7 @@
 #include "configstore/config_store.h"
 #include "database_root.h"
 #include "platform/host.h"
+#include "platform/socket_calls.h"
 
 namespace OrinConfigStore {
 namespace {
@@ -37,75 +35,59 @@ const ConfigStoreObjectId kResolver("resolver", "dns", "net");
 constexpr const char* kAllowlist = R"(["net.interfaces.*", "orin.kernix", "orin.*.options",
                                        "net.dns.resolve", "orin.hardware.platform"])";
 
-std::string ExpectedRequest(const std::string& name, pid_t sender) {
+// The request announcing a change of the type `name` from this process.
+std::string ExpectedRequest(const std::string& name) {
   const std::string body =
       R"({"method":"invoke","id":"9","params":{"serviceId":"com.tessel.configstore.notifier",)"
       R"("operationId":"notify","input":{"STRUCTURE":{"operation-input":{"identifiers":[")" +
-      name + R"("],"cohort_id":)" + std::to_string(sender) +
+      name + R"("],"cohort_id":)" + std::to_string(getpid()) +
       R"(}}},"ctx":{"securityCtx":{"schemeId":"com.tessel.security.scheme.noauth"}}},)"
       R"("jsonrpc":"2.0"})";
   return "POST /api HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) +
          "\r\nContent-Type: application/json\r\n\r\n" + body;
 }
 
-// The agent's socket in the working directory.
-class AgentListener {
- public:
-  AgentListener() : fd_(socket(AF_UNIX, SOCK_STREAM, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, kWardenEndpoint);
-    EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
-    EXPECT_EQ(listen(fd_, 8), 0);
-  }
-  ~AgentListener() {
-    close(fd_);
-    unlink(kWardenEndpoint);
-  }
-  AgentListener(const AgentListener&) = delete;
-  AgentListener& operator=(const AgentListener&) = delete;
-
-  // What each pending connection carried, read until the client closed.
-  std::vector<std::string> Requests() const {
-    std::vector<std::string> requests;
-    pollfd pending{fd_, POLLIN, 0};
-    while (poll(&pending, 1, 0) == 1) {
-      const int connection = accept(fd_, nullptr, nullptr);
-      std::string text;
-      char buffer[4096];
-      for (ssize_t n; (n = read(connection, buffer, sizeof(buffer))) > 0;) {
-        text.append(buffer, static_cast<std::size_t>(n));
-      }
-      requests.push_back(text);
-      close(connection);
-    }
-    return requests;
-  }
-
- private:
-  int fd_;
-};
+// The agent: it takes every connection, or refuses them, and every request
+// is recorded as written.
+std::vector<std::string> sent;
+int Reach(int, const sockaddr*, socklen_t) { return 0; }
+int Refuse(int, const sockaddr*, socklen_t) {
+  errno = ECONNREFUSED;
+  return -1;
+}
+ssize_t Record(int, const void* data, std::size_t size) {
+  sent.emplace_back(static_cast<const char*>(data), size);
+  return static_cast<ssize_t>(size);
+}
 
 using LogLines = std::vector<std::pair<int, std::string>>;
 
-// Runs `steps` in a child process and returns its pid; the test fails when
-// the steps throw or the child's log (without the priority 0 lines of the
-// exceptions it made) differs from `expectedLog`. Steps must not use gtest
-// assertions: the child's results are what it logs and sends.
-pid_t InChild(const std::function<void()>& steps, const LogLines& expectedLog) {
+// Runs `steps` in a child process. The test fails when they throw, or when
+// the child's log (without the priority 0 lines of the exceptions it made)
+// or the requests it sent (named by their type) are not those expected.
+void InChild(const std::function<void()>& steps, const LogLines& expectedLog,
+             const std::vector<std::string>& expectedTypes,
+             int (*connect)(int, const sockaddr*, socklen_t) = Reach) {
   const pid_t child = fork();
   if (child == 0) {
     int status = 2;
     try {
+      HostSocketCalls().connect = connect;
+      HostSocketCalls().write = Record;
       cstest::LogCapture log;
       steps();
       LogLines lines;
       for (const auto& line : log.Lines()) {
         if (line.first != 0) lines.push_back(line);
       }
-      status = lines == expectedLog ? 0 : 1;
+      std::vector<std::string> expectedRequests;
+      for (const auto& type : expectedTypes) expectedRequests.push_back(ExpectedRequest(type));
+      status = lines == expectedLog && sent == expectedRequests ? 0 : 1;
       for (const auto& [priority, line] : status == 0 ? LogLines() : lines) {
-        std::fprintf(stderr, "child's log: %d %s\n", priority, line.c_str());
+        std::fprintf(stderr, "child logged: %d %s\n", priority, line.c_str());
+      }
+      for (const auto& request : status == 0 ? std::vector<std::string>() : sent) {
+        std::fprintf(stderr, "child sent: %s\n", request.c_str());
       }
     } catch (...) {
     }
@@ -114,25 +96,17 @@ pid_t InChild(const std::function<void()>& steps, const LogLines& expectedLog) {
   int status = -1;
   EXPECT_EQ(waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child status " << status;
-  return child;
 }
 
-// A scratch host root with its database, which is also the working
-// directory, where the agent's socket lives; the switch is on.
+// A scratch host root with its database; the switch is on.
 class NotifyTest : public ::testing::Test {
  protected:
-  NotifyTest() : previousDirectory_(std::filesystem::current_path()) {
-    std::filesystem::current_path(root_.Path());
-    SetKeyValue("NOTIFY_WARDEN", "true");
-  }
-  ~NotifyTest() override { std::filesystem::current_path(previousDirectory_); }
-
+  NotifyTest() { SetKeyValue("NOTIFY_WARDEN", "true"); }
   void WriteAllowlist(const std::string& json) const {
     root_.WriteFile(std::string(kNotifyAllowlistFile).substr(1), json);
   }
 
   cstest::DatabaseRoot root_;
-  std::filesystem::path previousDirectory_;
   const std::string allowlistPath_ = HostPath(kNotifyAllowlistFile);
 };
 
@@ -160,22 +134,19 @@ TEST_F(NotifyTest, SwitchedOffNothingIsReadOrSent) {
 
 TEST_F(NotifyTest, AllowlistedTypesAreAnnouncedWithoutTheirInstanceId) {
   WriteAllowlist(kAllowlist);
-  InChild([] { NotifyIfAllowlisted(kNic); },  // no agent: logged, never thrown
-          {{2,
-            "Error while sending notification for config object 'net.interfaces.nics' to "
-            "Warden: Failed to connect socket: No such file or directory"}});
-  AgentListener agent;
-  const pid_t child = InChild(
+  InChild(
       [] {
         NotifyIfAllowlisted(kNic);
         NotifyIfAllowlisted(kResolver);
         NotifyIfAllowlisted(ConfigStoreObjectId("options", "kernix", "orin"));
         NotifyIfAllowlisted(ConfigStoreObjectId("platform", "hardware", "orin"));
       },
-      {});
-  EXPECT_EQ(agent.Requests(),
-            (std::vector<std::string>{ExpectedRequest("net.interfaces.nics", child),
-                                      ExpectedRequest("orin.hardware.platform", child)}));
+      {}, {"net.interfaces.nics", "orin.hardware.platform"});
+  InChild([] { NotifyIfAllowlisted(kNic); },
+          {{2,
+            "Error while sending notification for config object 'net.interfaces.nics' to "
+            "Warden: Failed to connect socket: Connection refused"}},
+          {}, Refuse);
 }
 
 TEST_F(NotifyTest, AllowlistFileProblems) {
@@ -196,10 +167,9 @@ TEST_F(NotifyTest, AllowlistFileProblems) {
 // A failed read is logged on every attempt and tried again; after the first
 // success the file is never read again.
 TEST_F(NotifyTest, TheAllowlistIsReadUntilItsFirstSuccessThenKept) {
-  AgentListener agent;
   const std::string missing = "Failed to read notify list: Notification allowlist " +
                               allowlistPath_ + " missing.. Defaulting to empty list.";
-  const pid_t child = InChild(
+  InChild(
       [this] {
         NotifyIfAllowlisted(kResolver);
         NotifyIfAllowlisted(kResolver);
@@ -208,9 +178,7 @@ TEST_F(NotifyTest, TheAllowlistIsReadUntilItsFirstSuccessThenKept) {
         WriteAllowlist("[]");
         NotifyIfAllowlisted(kResolver);
       },
-      {{1, missing}, {1, missing}});
-  EXPECT_EQ(agent.Requests(),
-            std::vector<std::string>(2, ExpectedRequest("net.dns.resolver", child)));
+      {{1, missing}, {1, missing}}, {"net.dns.resolver", "net.dns.resolver"});
 }
 
 }  // namespace
