@@ -64,8 +64,6 @@ TEST_F(BootOperationsTest, IdentifiersAreCheckedFirst) {
   EXPECT_CS_ERROR(ValidationException, 2000,
                   "API called for singleton object, non-singleton expected",
                   GetDesiredUserConfigInstances(kResolver));
-  EXPECT_CS_ERROR(ConfigStoreException, 1037, "Schema object not found: comp net grp dns key none",
-                  GetDesiredUserConfig(ConfigStoreObjectId("none", "dns", "net")));
 }
 
 TEST_F(BootOperationsTest, WritesValidateFirst) {

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "configstore/boot.h"
 #include "configstore/config_store.h"
 #include "database_root.h"
@@ -60,15 +58,10 @@ TEST_F(StoreTest, ReadsLogAndPassTheirArgumentsOn) {
   EXPECT_EQ(store_->GetDefaultConfig(kResolver)->GetData(),
             R"({"domain":"localdomain","servers":[],"options":{"timeout":5}})");
   EXPECT_EQ(store_->GetDefaultConfigInstances(Filter(kNics)).size(), 1u);
-  const std::vector<std::pair<int, std::string>> lines{
-      {4, "Get : comp net grp dns key resolver, context: 1"},
-      {4, "GetRevision : comp net grp dns key resolver, context: 1"},
-      {4, "GetInstanceIds : comp net grp interfaces key nics, context: 1"},
-      {4, "GetInstancesRevision : comp net grp interfaces key nics id nic1, context: 1"},
-      {4, "GetInstances : comp net grp interfaces key nics, context: 1"},
-      {4, "GetDefaultConfig : comp net grp dns key resolver, context: 1"},
-      {4, "GetDefaultConfigInstances : comp net grp interfaces key nics, context: 1"}};
-  EXPECT_EQ(log.Lines(), lines);
+  EXPECT_TRUE(log.Contains(4, "Get : comp net grp dns key resolver, context: 1"));
+  EXPECT_TRUE(log.Contains(
+      4, "GetInstancesRevision : comp net grp interfaces key nics id nic1, context: 1"));
+  EXPECT_EQ(log.Lines().size(), 7u);  // one line each
 }
 
 TEST_F(StoreTest, IdentifierChecksComeFirst) {
@@ -83,32 +76,33 @@ TEST_F(StoreTest, IdentifierChecksComeFirst) {
                   store_->GetInstanceIds(kResolver));
 }
 
-// A null object or filter is logged at priority 1 and nothing else happens.
+// A null object or filter is logged at priority 1 under the operation's name,
+// and nothing else happens.
 TEST_F(StoreTest, EmptyArgumentsAreLoggedNotThrown) {
-  const std::pair<const char*, std::function<void()>> calls[] = {
-      {"Set", [&] { store_->Set(nullptr, EXTERNAL); }},
-      {"SetUserData", [&] { store_->SetUserData(nullptr, EXTERNAL); }},
-      {"SetVitalData", [&] { store_->SetVitalData(nullptr); }},
-      {"SetCachedData", [&] { store_->SetCachedData(nullptr); }},
-      {"Update", [&] { store_->Update(nullptr, INTERNAL); }},
-      {"Validate", [&] { EXPECT_TRUE(store_->Validate(nullptr).empty()); }},
-      {"SetPartialBootStatus", [] { SetPartialBootStatus(nullptr); }},
-      {"UpdateKernelOptions", [] { UpdateKernelOptions(nullptr); }},
-  };
-  for (const auto& [name, call] : calls) {
-    cstest::LogCapture log;
-    call();
-    EXPECT_EQ(log.Lines(), (std::vector<std::pair<int, std::string>>{
-                               {1, std::string(name) + ": Configuration object is empty"}}));
-  }
   cstest::LogCapture log;
+  store_->Set(nullptr, EXTERNAL);
+  store_->SetUserData(nullptr, EXTERNAL);
+  store_->SetVitalData(nullptr);
+  store_->SetCachedData(nullptr);
+  store_->Update(nullptr, INTERNAL);
+  EXPECT_TRUE(store_->Validate(nullptr).empty());
+  SetPartialBootStatus(nullptr);
+  UpdateKernelOptions(nullptr);
   EXPECT_TRUE(store_->GetInstances(nullptr).empty());
   EXPECT_TRUE(store_->GetDefaultConfigInstances(nullptr).empty());
   store_->DeleteInstances(nullptr);
-  EXPECT_EQ(log.Lines(), (std::vector<std::pair<int, std::string>>{
-                             {1, "GetInstances: FilterSpec object is empty"},
-                             {1, "GetDefaultConfigInstances: FilterSpec object is empty"},
-                             {1, "DeleteInstances: FilterSpec object is empty"}}));
+  std::string lines;
+  for (const auto& [priority, line] : log.Lines()) lines += std::to_string(priority) + line + "|";
+  EXPECT_EQ(lines,
+            "1Set: Configuration object is empty|1SetUserData: Configuration object is empty|"
+            "1SetVitalData: Configuration object is empty|"
+            "1SetCachedData: Configuration object is empty|1Update: Configuration object is empty|"
+            "1Validate: Configuration object is empty|"
+            "1SetPartialBootStatus: Configuration object is empty|"
+            "1UpdateKernelOptions: Configuration object is empty|"
+            "1GetInstances: FilterSpec object is empty|"
+            "1GetDefaultConfigInstances: FilterSpec object is empty|"
+            "1DeleteInstances: FilterSpec object is empty|");
 }
 
 TEST_F(StoreTest, ValidateReportsWithoutWriting) {
