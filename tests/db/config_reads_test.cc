@@ -1,11 +1,10 @@
 // Reading rows back into objects: the merge order of the sources, the
 // Success rule, the upgrade and boot variants, instance, default, revision
-// and instance id reads, the row-level readers, and their failures.
+// and instance id reads, and their failures.
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <map>
 
 #include "configstore/host.h"
 #include "database_root.h"
@@ -68,10 +67,9 @@ TEST_F(ConfigReadsTest, UserValueCountsOnlyWhenApplied) {
               R"({"domain":"desired"})", "0"});
   const auto schema = LookupSchema(kResolver);
   EXPECT_EQ(Get(kResolver), R"({"domain":"auto"})");
-  EXPECT_EQ(Data(GetCurrentConfigInternal(kResolver, connection_, schema)), R"({"domain":"auto"})");
   EXPECT_EQ(Data(GetDesiredInternal(kResolver, connection_, schema)), R"({"domain":"user"})");
   db_.Sql("UPDATE Config SET Success=1;");
-  EXPECT_EQ(Data(GetCurrentConfigInternal(kResolver, connection_, schema)), R"({"domain":"user"})");
+  EXPECT_EQ(Get(kResolver), R"({"domain":"user"})");
   EXPECT_EQ(Data(GetDesiredInternal(kResolver, connection_, schema)), R"({"domain":"desired"})");
   // In the upgrade context a staged desired value stands in for the user's.
   InsertNics();
@@ -144,42 +142,7 @@ TEST_F(ConfigReadsTest, QuotesInAnInstanceIdAreData) {
   EXPECT_EQ(Get(ConfigStoreObjectId("nics", "interfaces", "net", "y' OR '1'='1")), "null");
 }
 
-TEST_F(ConfigReadsTest, RowReaders) {
-  db_.Insert({"net", "interfaces", "nics", "nic0", "", R"({"mtu":1})", "", "", R"({"mtu":2})"});
-  db_.Insert({"net", "dns", "resolver", "", "", R"({"domain":"u"})", "", "", "", "0"});
-  EXPECT_EQ(GetUserConfigContents(connection_).size(), 1u);  // applied user values only
-  const auto desired = GetDesiredUserConfigContents(connection_);
-  ASSERT_EQ(desired.size(), 2u);
-  EXPECT_EQ(desired[0]->at("Value"), R"({"mtu":2})");
-  EXPECT_EQ(GetStoreContentsInternal("DefaultConfig", connection_, true).size(), 4u);
-  // A column expression is SQL, not a value: its quotes stay as written.
-  std::map<std::string, std::string> valueByName;
-  for (const auto& row :
-       GetStoreContentsInternalST("coalesce(DesiredValue, '{}')", connection_, true)) {
-    valueByName[row->at("Name")] = row->at("Value");
-  }
-  EXPECT_EQ(valueByName,
-            (std::map<std::string, std::string>{{"resolver", "{}"}, {"nics", R"({"mtu":2})"}}));
-
-  // The smart network card's share: only types marked for it; the schema
-  // store stays attached afterwards.
-  const auto shared = GetSmartnicConfiguration(connection_);
-  ASSERT_EQ(shared.size(), 1u);
-  EXPECT_EQ(shared[0]->at("Identifier") + shared[0]->at("Value"), R"(nic0{"mtu":2})");
-  RowList attached;
-  ASSERT_EQ(FetchRows(connection_, "PRAGMA database_list;", attached), 0);
-  EXPECT_EQ(attached.size(), 2u);
-
-  // Read: a table's Value and Version; ConfigSchema has no instance ids.
-  db_.Sql(
-      "INSERT INTO ConfigSchema(Component, ConfigGroup, Name, Value, Version) VALUES('net', "
-      "'interfaces', 'nics', '{}', '3');");
-  const ConfigStoreObjectId nic0("nics", "interfaces", "net", "nic0");
-  EXPECT_EQ(Read("ConfigSchema", nic0, connection_, true).at("Version"), "3");
-  EXPECT_EQ(Read("DefaultConfig", nic0, connection_, false).at("Version"), "2.0");
-}
-
-TEST_F(ConfigReadsTest, FailedReadsRaiseAndTheSchemaStoreIsDetached) {
+TEST_F(ConfigReadsTest, FailedReadsRaise) {
   db_.Sql("DROP TABLE Config;");
   const std::pair<std::string, std::function<void()>> reads[] = {
       {"Get failed: comp net grp dns key resolver", [&] { Get(kResolver); }},
@@ -188,15 +151,9 @@ TEST_F(ConfigReadsTest, FailedReadsRaiseAndTheSchemaStoreIsDetached) {
       {"GetRevision command failed", [&] { GetRevisionInternal(kNic2, connection_); }},
       {"GetRevision command failed", [&] { GetInstancesRevisionInternal(kNics, connection_); }},
       {"GetInstanceIds failed", [&] { GetInstanceIdsInternal(kNics, connection_); }},
-      {"Query failed on Config for comp net grp interfaces key nics id nic2",
-       [&] { Read("Config", kNic2, connection_, true); }},
-      {"Get store rows failed.", [&] { GetSmartnicConfiguration(connection_); }},
   };
   for (const auto& [message, read] : reads)
     EXPECT_CS_ERROR(ConfigStoreException, 2000, message, read());
-  RowList attached;
-  ASSERT_EQ(FetchRows(connection_, "PRAGMA database_list;", attached), 0);
-  EXPECT_EQ(attached.size(), 1u);
 }
 
 }  // namespace
