@@ -183,8 +183,8 @@ int Reach(int, const sockaddr*, socklen_t) { return 0; }
 
 // Each change announces its type once it stands: what another connection
 // sees then is the change committed. Refused and failed writes, which leave
-// the database as it was (a failed list included), and deletes by an empty
-// filter announce nothing.
+// the database as it was (a failed list included), and deletes by a filter
+// without data (all instances, or the one it names) announce nothing.
 TEST_F(StoreWritesTest, EachChangeIsAnnouncedOnceItStands) {
   SetKeyValue("NOTIFY_WARDEN", "true");
   db_.WriteFile(std::string(kNotifyAllowlistFile).substr(1),
