@@ -6,7 +6,6 @@
 #include "configstore/host.h"
 #include "database_root.h"
 #include "db/config_writes.h"
-#include "db/write_statements.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/db_store.h"
 
@@ -35,28 +34,6 @@ class ConfigWritesTest : public ::testing::Test {
   Connection connection_ = DBStore::GetConnection(DBStore::CONFIG);
   SchemaPtr schema_ = LookupSchema(kNic1);
 };
-
-TEST_F(ConfigWritesTest, StatementsAreComposedFromTheirPieces) {
-  const WriteStatements& s = Statements();
-  EXPECT_EQ(s.userRow,
-            "('%1$s', '%2$s', '%3$s', '%4$s', '%5$s', coalesce((select CreationTime from config "
-            "where identifier='%1$s' and name='%2$s' and configgroup='%3$s' and "
-            "component='%4$s'), (datetime(CURRENT_TIMESTAMP))), coalesce(( select Revision from "
-            "config where identifier='%1$s' and name='%2$s' and configgroup='%3$s' and "
-            "component='%4$s'),( 0 )) + 1, coalesce((select AutoConfValue from config where "
-            "identifier='%1$s' and name='%2$s' and configgroup='%3$s' and component='%4$s'), "
-            "null), coalesce((select VitalValue from config where identifier='%1$s' and "
-            "name='%2$s' and configgroup='%3$s' and component='%4$s'), null), coalesce((select "
-            "CachedValue from config where identifier='%1$s' and name='%2$s' and "
-            "configgroup='%3$s' and component='%4$s'), null), ?)");
-  EXPECT_EQ(s.userPrefix,
-            "insert or replace into config(identifier, name, configgroup, component, version, "
-            "CreationTime, Revision, AutoConfValue, VitalValue, CachedValue, UserValue) values ");
-  EXPECT_EQ(s.completeRow.substr(0, 38), "('%s', '%s', '%s', '%s', '%s', coalesc");
-  EXPECT_EQ(s.completeRow.substr(s.completeRow.size() - 17), "+ 1,  ?, ?, ?, ?)");
-  EXPECT_EQ(s.userDroppingDesired.substr(s.userDroppingDesired.size() - 25),
-            "), null), ?, ?, ?, null);");
-}
 
 TEST_F(ConfigWritesTest, PerSourceWritersKeepEverythingElse) {
   Seed();
