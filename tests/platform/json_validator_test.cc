@@ -1,5 +1,5 @@
-// The JSON Schema validator: standard keywords through valijson, the tag
-// checks, the shape of the report, and the compiled-schema cache.
+// The JSON Schema validator: the standard keywords, the tag checks, the
+// shape of the report, and the compiled-schema cache.
 
 #include "platform/json_validator.h"
 
@@ -23,25 +23,15 @@ using Entries = std::vector<std::pair<std::string, std::string>>;  // field, err
 // A network interface type: an instance id, user, vital, cached and
 // deprecated members, a nested object with a vital leaf, a repeated
 // sub-object, and a property that happens to be named "required".
-constexpr const char* kNicSchema = R"({
-  "type": "object",
-  "required": ["name"],
-  "properties": {
-    "name": {"type": "string", "instanceId": true},
-    "mtu": {"type": "integer", "minimum": 576, "maximum": 9000},
-    "mac": {"type": "string", "vital": true},
-    "stats": {"type": "object", "cached": true, "properties": {"rx": {"type": "integer"}}},
-    "legacy": {"type": "boolean", "deprecated": true},
-    "hw": {"type": "object",
-           "properties": {"serial": {"type": "string", "vital": true}, "label": {"type": "string"}}},
-    "addresses": {"type": "array", "instanceId": "address",
-                  "items": {"type": "object", "required": ["address"],
-                            "properties": {"address": {"type": "string"},
-                                           "prefix": {"type": "integer", "maximum": 128},
-                                           "gw": {"type": "string", "vital": true}}}},
-    "required": {"type": "boolean"}
-  }
-})";
+constexpr const char* kNicSchema = R"({"type": "object", "required": ["name"], "properties": {
+  "name": {"type": "string", "instanceId": true}, "required": {"type": "boolean"},
+  "mtu": {"type": "integer", "minimum": 576, "maximum": 9000},
+  "mac": {"type": "string", "vital": true}, "legacy": {"type": "boolean", "deprecated": true},
+  "stats": {"type": "object", "cached": true, "properties": {"rx": {"type": "integer"}}},
+  "hw": {"properties": {"serial": {"type": "string", "vital": true}, "label": {"type": "string"}}},
+  "addresses": {"type": "array", "instanceId": "address", "items": {"required": ["address"],
+    "properties": {"address": {"type": "string"}, "prefix": {"type": "integer", "maximum": 128},
+                   "gw": {"type": "string", "vital": true}}}}}})";
 
 JDoc Json(const std::string& text) {
   JDoc doc;
@@ -49,26 +39,25 @@ JDoc Json(const std::string& text) {
   return doc;
 }
 
-std::size_t Depth(const std::string& field) {
-  return field == "/" ? 0 : static_cast<std::size_t>(std::count(field.begin(), field.end(), '/'));
-}
-
-// Validates and checks what every report must satisfy: deepest first, and
-// none of valijson's wrapper messages.
+// Validates into a stale result (replaced, not extended), with schema and
+// value gone before the report is read, and checks what every report must
+// satisfy: deepest first, and no wrapper messages of the kind "failed to
+// validate against the schema of ...".
 Entries Check(const std::string& schema, const std::string& value, const Tags& tags) {
-  JDoc result;
+  JDoc result = Json(R"({"stale": [1]})");
   JsonValidator::Validate(Json(schema), Json(value), result, tags, "test");
   Entries entries;
-  EXPECT_TRUE(result.IsArray());
   for (const JVal& entry : result.GetArray()) {
     entries.emplace_back(entry["field"].GetString(), entry["error"].GetString());
-    EXPECT_EQ(entries.back().second.find("Failed to validate against schema associated"),
-              std::string::npos);
-    EXPECT_EQ(entries.back().second.find("Failed to validate item"), std::string::npos);
-    EXPECT_FALSE(entries.back().second.empty());
+    const std::string& error = entries.back().second;
+    EXPECT_EQ(error.find("Failed to validate against schema associated"), std::string::npos);
+    EXPECT_EQ(error.find("Failed to validate item"), std::string::npos);
   }
+  const auto depth = [](const std::string& f) {
+    return f == "/" ? std::ptrdiff_t{0} : std::count(f.begin(), f.end(), '/');
+  };
   for (std::size_t i = 1; i < entries.size(); ++i) {
-    EXPECT_GE(Depth(entries[i - 1].first), Depth(entries[i].first)) << entries[i].first;
+    EXPECT_GE(depth(entries[i - 1].first), depth(entries[i].first)) << entries[i].first;
   }
   return entries;
 }
@@ -81,36 +70,18 @@ std::vector<std::string> Fields(const Entries& entries) {
   return fields;
 }
 
-TEST(JsonValidator, ResultIsAFreshArrayOwningItsStrings) {
-  JDoc result = Json(R"({"stale": [1, 2]})");
-  {
-    const JDoc schema = Json(R"({"properties": {"a": {"type": "integer"}}})");
-    JsonValidator::Validate(schema, Json(R"({"a": "x"})"), result, {0}, "");
-  }
-  ASSERT_TRUE(result.IsArray());
-  ASSERT_EQ(result.Size(), 1u);
-  EXPECT_STREQ(result[0]["field"].GetString(), "/a");
-  JsonValidator::Validate(Json("{}"), Json(R"({"a": 1})"), result, {0, 1, 8}, "");
-  EXPECT_TRUE(result.IsArray());
-  EXPECT_EQ(result.Size(), 0u);
-}
-
 // `required` wherever it is a keyword, and never a property that is named
 // so. Without tag 8 a "oneOf" is read as "anyOf"; "not" and "if" keep it.
-constexpr const char* kNested = R"({
-  "definitions": {"d": {"required": ["b"]}},
+constexpr const char* kNested = R"({"definitions": {"d": {"required": ["b"]}},
   "properties": {"p": {"$ref": "#/definitions/d"}, "q": {"additionalProperties": {"required": ["z"]}}},
-  "allOf": [{"required": ["a"]}],
+  "allOf": [{"required": ["a"]}], "not": {"required": ["forbidden"]},
   "if": {"properties": {"kind": {"const": "x"}}, "required": ["kind"]},
   "then": {"required": ["c"], "properties": {"c": {"type": "integer"}}},
-  "not": {"required": ["forbidden"]},
   "oneOf": [{"properties": {"t": {"const": 1}}, "required": ["t"]},
-            {"properties": {"t": {"const": 2}}, "required": ["t"]}]
-})";
+            {"properties": {"t": {"const": 2}}, "required": ["t"]}]})";
 
 // Tag 1 leaves open objects alone.
-constexpr const char* kOpen = R"({"properties": {
-  "a": {},
+constexpr const char* kOpen = R"({"properties": {"a": {},
   "open": {"properties": {"b": {}}, "additionalProperties": {}},
   "pattern": {"properties": {"b": {}}, "patternProperties": {"^x": {}}}}})";
 
@@ -130,8 +101,9 @@ constexpr const char* kFull = R"({"name": "n", "mtu": 1500, "mac": "m", "stats":
 TEST(JsonValidator, EachTagJudgesTheMembersItCovers) {
   const char* kFormat =
       R"({"properties": {"day": {"format": "date"}, "at": {"format": "date-time"}}})";
+  const char* kWrong =
+      R"({"name": 5, "hw": {"serial": 1, "label": 2}, "addresses": [{"prefix": ""}]})";
   const char* kUnnamed = R"({"mtu": 1, "addresses": [{"prefix": 1}], "required": "x"})";
-  const std::vector<std::string> deep{"/a", "/c", "/p/b", "/q/m/z"};  // 8 alone finds them all
   const struct {
     const char* schema;
     Tags tags;
@@ -140,35 +112,29 @@ TEST(JsonValidator, EachTagJudgesTheMembersItCovers) {
   } cases[] = {
       // 0: the standard keywords report every fault at its member.
       {kNicSchema, {0}, R"({"name": "n", "mtu": 1500})", {}},
-      {kNicSchema,
-       {0},
-       R"({"name": 5, "hw": {"serial": 1, "label": 2}, "addresses": [{"prefix": "x"}]})",
-       {"/addresses/0/prefix", "/hw/label", "/hw/serial", "/name"}},
-      {kNicSchema, {0}, R"([1])", {"/"}},
+      {kNicSchema, {0}, kWrong, {"/addresses/0/prefix", "/hw/label", "/hw/serial", "/name"}},
       {R"({"properties": {"a/b~c": {"type": "integer"}}})", {0}, R"({"a/b~c": "x"})", {"/a~1b~0c"}},
       // "format" judges only strings.
-      {kFormat, {0}, R"({"day": "2024-02-29", "at": "2024-02-29T10:00:00Z"})", {}},
-      {kFormat, {0}, R"({"day": 5, "at": null})", {}},
+      {kFormat, {0}, R"({"day": "2024-02-29", "at": 5})", {}},
       {kFormat, {0}, R"({"day": "2024-13-01", "at": "yesterday"})", {"/at", "/day"}},
-      // 8: `required`, alone or with the rest.
+      // 8: `required`, alone or with the rest; without it, "if" and "not"
+      // keep theirs and "oneOf" is "anyOf".
       {kNicSchema, {0}, R"({"mtu": 1000, "addresses": [{"prefix": 1}], "required": true})", {}},
       {kNicSchema, {8}, kUnnamed, {"/addresses/0/address", "/name"}},
       {kNicSchema, {0, 8}, kUnnamed, {"/addresses/0/address", "/mtu", "/name", "/required"}},
-      {kNicSchema, {}, R"({"mtu": 1})", {}},
       {kNested, {0}, R"({"p": {}, "q": {"m": {}}, "kind": "x"})", {}},
       {kNested, {0}, R"({"forbidden": 1})", {"/"}},
       {kNested, {0}, R"({"c": "s"})", {}},
-      {kNested, {0}, R"({"kind": "x", "c": "s"})", {"/c"}},
-      {kNested, {8}, R"({"p": {}, "q": {"m": {}}, "kind": "x", "t": 1})", deep},
-      {kNested, {8}, R"({"p": {}, "q": {"m": {}}, "kind": "x", "t": "no"})", deep},
-      {kNested, {0, 8}, R"({"a": 1, "c": 1, "p": {"b": 1}, "kind": "x", "t": 1})", {}},
+      {kNested,
+       {8},
+       R"({"p": {}, "q": {"m": {}}, "kind": "x", "t": 0})",
+       {"/a", "/c", "/p/b", "/q/m/z"}},
       {kNested, {0, 8}, R"({"a": 1, "p": {"b": 1}})", {"/", "/t"}},  // no "t" for "oneOf"
       // 1: unlisted members, at every depth.
       {kNicSchema,
        {1},
-       R"({"name": "n", "x": 1, "hw": {"y": 2}, "addresses": [{"address": "a", "z": 3}]})",
+       R"({"x": 1, "hw": {"y": 2}, "addresses": [{"z": 3}]})",
        {"/addresses/0/z", "/hw/y", "/x"}},
-      {kNicSchema, {0}, R"({"x": 1})", {}},
       {kOpen, {1}, R"({"a": 1, "open": {"c": 1}, "pattern": {"c": 1}})", {}},
       // 3, 4, 5, 9: the sources and deprecated members.
       {kNicSchema, {3}, kFull, {"/addresses/0/gw", "/hw/serial", "/mac", "/stats"}},
@@ -177,9 +143,7 @@ TEST(JsonValidator, EachTagJudgesTheMembersItCovers) {
       {kNicSchema, {4}, R"({"legacy": true, "mtu": 1500})", {"/legacy"}},
       {kVitalRoot, {5}, R"({"id": "i", "a": 1, "b": {"c": 2}})", {}},
       {kVitalRoot, {3}, R"({"id": "i", "a": 1, "b": {"c": 2}})", {"/a", "/b"}},
-      {kVitalRoot, {9}, R"({"id": "i", "a": 1, "b": {"c": 2}})", {"/a", "/b"}},
       {kRef, {9}, R"({"x": {"n": 1}, "y": {"n": 1}})", {"/y"}},
-      {kRef, {3}, R"({"x": {"n": 1}, "y": {"n": 1}})", {"/x"}},
       {kRef, {0, 1}, R"({"x": {"n": 1, "m": 2}})", {"/x/m"}},
       // 7: instance keys.
       {kNicSchema, {7}, R"({"addresses": [{"address": "a"}, {"address": "b"}]})", {}},
@@ -199,27 +163,19 @@ TEST(JsonValidator, MessagesNameTheProblem) {
   EXPECT_EQ(Check(kNicSchema, R"({"mac": "m", "mtu": 1500, "legacy": false})", {3, 4}),
             (Entries{{"/mac", "member is vital and cannot be written here"},
                      {"/legacy", "member is deprecated"}}));
-  EXPECT_EQ(
-      Check(
-          kNicSchema,
-          R"({"addresses": [{"address": "a"}, {"address": ""}, {"prefix": 1}, {"address": "a"}, 5]})",
-          {7}),
-      (Entries{{"/addresses/1/address", "instance id member \"address\" is missing or empty"},
-               {"/addresses/2/address", "instance id member \"address\" is missing or empty"},
-               {"/addresses/3/address", "duplicate instance id \"a\""},
-               {"/addresses/4/address", "instance id member \"address\" is missing or empty"}}));
+  EXPECT_EQ(Check(kNicSchema, R"({"addresses": [{"address": "a"}, {}, {"address": "a"}]})", {7}),
+            (Entries{{"/addresses/1/address", "instance id member \"address\" is missing or empty"},
+                     {"/addresses/2/address", "duplicate instance id \"a\""}}));
 }
 
+// Whatever the tags: the whole schema compiles first.
 TEST(JsonValidator, UnusableSchemaIsOneErrorAtTheRoot) {
   const char* bad[] = {
       R"({"type": 5})",
-      R"({"properties": 5})",
       R"({"properties": {"a": {"$ref": "#/definitions/missing"}}})",
-      R"({"$ref": "other.json#/a"})",
       R"({"definitions": {"a": {"$ref": "#/definitions/b"}, "b": {"$ref": "#/definitions/a"}},
           "$ref": "#/definitions/a"})",
       R"({"properties": {"child": {"$ref": "#"}}})",
-      R"({"$ref": "#"})",
       R"({"properties": {"a": {"pattern": "("}}})",
       R"({"patternProperties": {"[": {}}})",
   };
@@ -236,14 +192,13 @@ TEST(JsonValidator, UnusableSchemaIsOneErrorAtTheRoot) {
   EXPECT_TRUE(JsonValidator::CheckSchema(Json(kNicSchema), nullptr));
 }
 
-// Schemas that differ a little are not confused; threads share the cache,
-// and schemas evicted from it compile again.
+// Schemas (and variants) that differ a little are not confused; threads
+// share the cache, and schemas evicted from it compile again.
 TEST(JsonValidator, CompiledSchemaCache) {
   const char* integer = R"({"properties": {"a": {"type": "integer"}}, "required": ["a"]})";
   const char* string = R"({"properties": {"a": {"type": "string"}}, "required": ["a"]})";
   for (int round = 0; round < 2; ++round) {
-    EXPECT_TRUE(Check(integer, R"({"a": 1})", {0, 8}).empty());
-    EXPECT_EQ(Fields(Check(string, R"({"a": 1})", {0, 8})), std::vector<std::string>{"/a"});
+    EXPECT_EQ(Fields(Check(string, R"({"a": 1})", {0})), std::vector<std::string>{"/a"});
     EXPECT_TRUE(Check(integer, "{}", {0}).empty());
     EXPECT_EQ(Fields(Check(integer, "{}", {0, 8})), std::vector<std::string>{"/a"});
   }
@@ -257,7 +212,6 @@ TEST(JsonValidator, CompiledSchemaCache) {
   work();
   first.join();
   second.join();
-  EXPECT_TRUE(Check(R"({"maximum": 0})", "0", {0}).empty());
   EXPECT_EQ(Check(R"({"maximum": 0})", "1", {0}).size(), 1u);
 }
 
