@@ -11,11 +11,8 @@
 namespace OrinConfigStore {
 namespace {
 
-constexpr const char* kHost = R"({
-  "name": "host1",
-  "dns": {"domain": "lab"},
-  "nics": [{"id": "a", "mtu": 1500}, {"id": "b", "mtu": 9000, "vlans": [{"tag": "7"}]}]
-})";
+constexpr const char* kHost = R"({"name": "host1", "dns": {"domain": "lab"},
+  "nics": [{"id": "a", "mtu": 1500}, {"id": "b", "mtu": 9000, "vlans": [{"tag": "7"}]}]})";
 
 // The text the view of `doc` at `path` resolves to.
 std::string At(const std::shared_ptr<JsonDoc>& doc, std::vector<JsonNode> path) {
@@ -36,52 +33,34 @@ TEST(JsonDocPath, ResolvesSingletonAndRepeatedSubObjectsAfresh) {
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Subobject does not exists.", b.GetJsonValuePtr());
 }
 
+// A missing member or instance, and malformed steps: a scalar on the way, an
+// id member that holds a number.
 TEST(JsonDocPath, ResolutionFailures) {
   auto doc = CreateDocumentFromString(kHost);
-  cstest::LogCapture log;
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Subobject does not exists.",
                   At(doc, {{"ntp", "", ""}}));
-  EXPECT_TRUE(log.Contains(0, "Cannot find subobject ntp"));
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Subobject instance does not exists.",
                   At(doc, {{"nics", "id", "zz"}}));
-  EXPECT_TRUE(log.Contains(0, "Cannot find subobject instance id=zz"));
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Subobject instance does not exists.",
-                  At(CreateDocumentFromString(R"({"list": []})"), {{"list", "id", "1"}}));
-
-  // Malformed steps: a scalar on the way, elements without the id member or
-  // with a number in it.
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
                   At(doc, {{"name", "", ""}, {"x", "", ""}}));
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON", At(doc, {{"nics", "uuid", "a"}}));
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
                   At(CreateDocumentFromString(R"({"list": [{"id": 1}]})"), {{"list", "id", "1"}}));
 }
 
-TEST(CreateDocument, ParsesTextOrRefusesIt) {
+// Text and files; nesting deeper than the limit is refused, far deeper
+// before parsing, and brackets inside strings do not count.
+TEST(CreateDocument, ParsesTextOrFilesOrRefusesThem) {
   EXPECT_TRUE(CreateDocument()->GetDocument().IsNull());
   EXPECT_TRUE(CreateDocumentFromString("[1, 2]")->GetDocument().IsArray());
-  for (const char* bad : {"", "   ", "{", "{\"a\":1} x", "{'a':1}"}) {
+  const std::size_t limit = ConfigStoreDocument::kMaxNestingDepth;
+  EXPECT_NO_THROW(CreateDocumentFromString(std::string(limit, '[') + std::string(limit, ']')));
+  EXPECT_NO_THROW(CreateDocumentFromString("[\"\\\"" + std::string(limit + 1, '[') + "\"]"));
+  for (const std::string& bad : {std::string(), std::string("{\"a\":1} x"),
+                                 std::string(limit + 1, '[') + std::string(limit + 1, ']'),
+                                 "{\"a\":" + std::string(1000000, '[')}) {
     EXPECT_CS_ERROR(InvalidArgumentException, 1080, "Failed to parse JSON String",
                     CreateDocumentFromString(bad));
   }
-}
-
-TEST(CreateDocument, RefusesNestingDeeperThanTheLimit) {
-  const std::size_t limit = ConfigStoreDocument::kMaxNestingDepth;
-  const auto nested = [](std::size_t depth) {
-    return std::string(depth, '[') + std::string(depth, ']');
-  };
-  EXPECT_NO_THROW(CreateDocumentFromString(nested(limit)));
-  EXPECT_CS_ERROR(InvalidArgumentException, 1080, "Failed to parse JSON String",
-                  CreateDocumentFromString(nested(limit + 1)));
-  // Far deeper than any stack could take: refused before parsing.
-  EXPECT_CS_ERROR(InvalidArgumentException, 1080, "Failed to parse JSON String",
-                  CreateDocumentFromString("{\"a\":" + std::string(1000000, '[')));
-  // Brackets inside strings, escaped quotes included, do not count.
-  EXPECT_NO_THROW(CreateDocumentFromString("[\"\\\"" + std::string(limit + 1, '[') + "\"]"));
-}
-
-TEST(CreateDocument, FromFile) {
   cstest::TempRoot root;
   const std::string good = root.WriteFile("good.json", R"({"a": [1, 2]})");
   EXPECT_EQ(SerializeJson(CreateDocumentFromFile(good)->GetDocument()), R"({"a":[1,2]})");
@@ -91,7 +70,6 @@ TEST(CreateDocument, FromFile) {
                     CreateDocumentFromFile(path));
   }
   EXPECT_TRUE(FileExists(root.Path()));
-  EXPECT_TRUE(FileExists(good));
   EXPECT_FALSE(FileExists(root.Path() + "/missing.json"));
 }
 
@@ -115,8 +93,6 @@ TEST(ConfigStoreDocument, SerializeAndMemberTest) {
   EXPECT_FALSE(ConfigStoreDocument::ValueExists(doc->GetDocument(), "c"));
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
                   ConfigStoreDocument::ValueExists(doc->GetDocument()["b"], "a"));
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
-                  ConfigStoreDocument::ValueExists(doc->GetDocument(), nullptr));
   EXPECT_EQ(SerializeJson(doc->GetDocument()), "{\"a\":null,\"b\":\"\xc3\xa9\\n\"}");
   std::string out = "kept";
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
@@ -131,11 +107,8 @@ TEST(SetMemberEx, CopiesBeforeRemovingAndLeavesEqualMembersAlone) {
   JVal& object = doc->GetDocument();
   SetMemberEx(object, "b", JVal(2), doc->GetAllocator());
   EXPECT_EQ(SerializeJson(object), R"({"a":1,"b":2,"c":{"x":[1]}})");
-  SetMemberEx(object, "a", object["c"], doc->GetAllocator());
-  EXPECT_EQ(object.MemberCount(), 3u);
-  EXPECT_STREQ((object.MemberEnd() - 1)->name.GetString(), "a");  // a changed member goes last
-  EXPECT_EQ(SerializeJson(object["a"]), R"({"x":[1]})");
-  EXPECT_EQ(SerializeJson(object["c"]), R"({"x":[1]})");
+  SetMemberEx(object, "a", object["c"], doc->GetAllocator());  // a changed member goes last
+  EXPECT_EQ(SerializeJson(object), R"({"c":{"x":[1]},"b":2,"a":{"x":[1]}})");
 }
 
 }  // namespace
