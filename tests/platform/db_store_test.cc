@@ -28,12 +28,8 @@ using OrinConfigStore::SqliteDb;
 
 constexpr int kTimeout = kStatementTimeoutMs;
 constexpr const char* kTables =
-    "CREATE TABLE KVTable(Key TEXT, Value TEXT, "
-    "ModifiedTime DATETIME DEFAULT (datetime(CURRENT_TIMESTAMP)), CreationTime DATETIME, "
-    "PRIMARY KEY(Key));"
-    "CREATE TABLE Items(Name TEXT, Value TEXT, Revision INTEGER DEFAULT 0);"
-    "CREATE TRIGGER bump AFTER UPDATE OF Value ON Items BEGIN "
-    "UPDATE Items SET Revision = OLD.Revision + 1 WHERE Name = NEW.Name; END;";
+    "CREATE TABLE KVTable(Key TEXT PRIMARY KEY, Value TEXT, CreationTime DATETIME);"
+    "CREATE TABLE Items(Name TEXT, Value TEXT, Revision INTEGER DEFAULT 0);";
 
 // The column names, then one line per row ("NULL" for SQL NULL).
 int Collect(void* context, int columns, char** values, char** names) {
@@ -58,12 +54,10 @@ int Sql(const Connection& connection, const std::string& sql) {
   return ExecuteV2(connection, sql, nullptr, nullptr, kTimeout);
 }
 
-// The first value `sql` gives on a connection of its own, outside the pool.
-std::string ReadOutside(const std::string& sql) {
-  auto db = SqliteDb::Open(OrinConfigStore::HostPath(kConfigDatabaseFile),
-                           SqliteDb::Mode::kReadOnly, nullptr);
-  OrinConfigStore::SqliteStatement statement(*db, sql);
-  return statement.Next() ? statement.ColumnText(0) : "none";
+// The value of `key`, or "(failed)".
+std::string ReadKey(const std::string& key, const Connection& connection = GetConnection(CONFIG)) {
+  std::string value = "stale";
+  return ReadKeyValue(key, value, connection) == 0 ? value : "(failed)";
 }
 
 int Insert(const Connection& connection, const std::string& name, const std::string& value) {
@@ -90,31 +84,32 @@ TEST_F(DBStoreTest, KeyValuesAreBoundAsTextAndSurviveTheConnection) {
   ASSERT_EQ(WriteKeyValue("it's", "a'b", connection), 0);
   ASSERT_EQ(WriteKeyValue("", "x", connection), 0);
   ASSERT_EQ(WriteKeyValue("", "", connection), 0);
-  std::string value;
-  EXPECT_EQ(ReadKeyValue("it's", value, connection), 0);
-  EXPECT_EQ(value, "a'b");
+  EXPECT_EQ(ReadKey("it's", connection), "a'b");
   connection.reset();
   EXPECT_EQ(CreateDatabase(CONFIG), 0);  // again: the file and its rows stay
-  EXPECT_EQ(ReadOutside("SELECT group_concat(quote(Key) || quote(Value) || "
-                        "(CreationTime = '2000-01-01') || (CreationTime IS NOT NULL), ' ') "
-                        "FROM (SELECT * FROM KVTable ORDER BY Key);"),
-            "''''01 'it''s''a''b'11");
+  EXPECT_EQ(
+      Query(GetConnection(CONFIG),
+            "SELECT group_concat(quote(Key) || quote(Value) || (CreationTime = '2000-01-01') "
+            "|| (CreationTime IS NOT NULL), ' ') AS kv FROM (SELECT * FROM KVTable ORDER BY Key);"),
+      "kv\n''''01 'it''s''a''b'11");
 }
 
 TEST_F(DBStoreTest, PoolHandsOutOnlyFreeCleanConnectionsOfTheCurrentFile) {
+  // A temporary table tells the first connection apart from any other.
   auto first = GetConnection(CONFIG);
-  StoreConnection* const reused = first.get();
-  EXPECT_NE(GetConnection(CONFIG).get(), reused);  // held by `first`
+  ASSERT_EQ(Sql(first, "CREATE TEMP TABLE mark(x);"), 0);
+  const auto marked = [] { return Sql(GetConnection(CONFIG), "SELECT * FROM temp.mark;") == 0; };
+  EXPECT_FALSE(marked());  // held by `first`
   first.reset();
-  first = GetConnection(CONFIG);
-  EXPECT_EQ(first.get(), reused);
+  EXPECT_TRUE(marked());
 
   // Released inside a transaction: rolled back and closed, its lock gone.
+  first = GetConnection(CONFIG);
   ASSERT_EQ(BeginTransaction(first), 0);
   ASSERT_EQ(Insert(first, "lost", "x"), 0);
   first.reset();
+  EXPECT_FALSE(marked());
   auto next = GetConnection(CONFIG);
-  EXPECT_NE(next.get(), reused);
   EXPECT_EQ(Query(next, "SELECT count(*) AS n FROM Items;"), "n\n0");
   ASSERT_EQ(BeginTransaction(next), 0);
   EXPECT_EQ(CancelTransaction(next), 0);
@@ -129,16 +124,13 @@ TEST_F(DBStoreTest, PoolHandsOutOnlyFreeCleanConnectionsOfTheCurrentFile) {
   ASSERT_EQ(WriteKeyValue("k", "old", GetConnection(CONFIG)), 0);
   std::filesystem::remove_all(root_.Path() + "/etc");
   SetUp();
-  std::string value = "unset";
-  EXPECT_EQ(ReadKeyValue("k", value, GetConnection(CONFIG)), 0);
-  EXPECT_EQ(value, "");
+  EXPECT_EQ(ReadKey("k"), "");
   ASSERT_EQ(WriteKeyValue("k", "first", GetConnection(CONFIG)), 0);  // now idle in the pool
   cstest::TempRoot second;
   EXPECT_EQ(GetConnection(CONFIG), nullptr);
   EXPECT_FALSE(std::filesystem::exists(OrinConfigStore::HostPath(kConfigDatabaseFile)));
   SetUp();
-  EXPECT_EQ(ReadKeyValue("k", value, GetConnection(CONFIG)), 0);
-  EXPECT_EQ(value, "");
+  EXPECT_EQ(ReadKey("k"), "");
 }
 
 TEST_F(DBStoreTest, ThreadsNeverShareAConnection) {
@@ -151,8 +143,7 @@ TEST_F(DBStoreTest, ThreadsNeverShareAConnection) {
       std::unique_lock<std::mutex> lock(mutex);
       shared += held.insert(connection.get()).second ? 0 : 1;
       lock.unlock();
-      std::string value;
-      EXPECT_EQ(ReadKeyValue("k", value, connection), 0);
+      EXPECT_EQ(ReadKey("k", connection), "");
       lock.lock();
       held.erase(connection.get());
     }
@@ -175,9 +166,12 @@ TEST_F(DBStoreTest, TransactionsNestAndALostOneBlocks) {
   ASSERT_EQ(BeginTransaction(connection), 0);
   ASSERT_EQ(Insert(connection, "kept", "3"), 0);
   EXPECT_EQ(CommitTransaction(connection), 0);
-  EXPECT_EQ(ReadOutside("SELECT count(*) FROM Items;"), "0");  // not committed yet
+  const auto others = [] {
+    return Query(GetConnection(CONFIG), "SELECT group_concat(Name) AS n FROM Items;");
+  };
+  EXPECT_EQ(others(), "n\nNULL");  // not committed yet
   EXPECT_EQ(CommitTransaction(connection), 0);
-  EXPECT_EQ(ReadOutside("SELECT group_concat(Name) FROM Items;"), "outer,kept");
+  EXPECT_EQ(others(), "n\nouter,kept");
   EXPECT_EQ(CommitTransaction(connection), 1);  // none open
   EXPECT_EQ(CancelTransaction(connection), 2);
 
@@ -194,35 +188,28 @@ TEST_F(DBStoreTest, TransactionsNestAndALostOneBlocks) {
 }
 
 // Values bind in order, then the integers; an empty text binds NULL. Several
-// statements run in turn (a trigger's among them); a table column is named
-// as declared, whatever case the statement used.
-TEST_F(DBStoreTest, StatementsBindAndNameTheirColumns) {
+// statements run in turn; a table column is named as declared, whatever case
+// the statement used. Cached statements: one run again from its own row
+// callback, and one stopped on a row, neither disturbs the other runs nor
+// pins an old snapshot.
+TEST_F(DBStoreTest, StatementsBindNameTheirColumnsAndAreResetAfterEveryRun) {
   auto connection = GetConnection(CONFIG);
   const std::string insert = "INSERT INTO Items(Name, Value, Revision) VALUES(?, ?, ?);";
   ASSERT_EQ(Execute(connection, insert, {"a", ""}, {7}, kTimeout), 0);
   ASSERT_EQ(Execute(connection, insert, {"b"}, {}, kTimeout), 0);
   EXPECT_EQ(Query(connection, "SELECT name, value AS VALUE, revision, name AS n FROM items;"),
             "Name|Value|Revision|n\na|NULL|7|a\nb|NULL|NULL|b");
-  ASSERT_EQ(Sql(connection, "UPDATE Items SET Value = 'x'; UPDATE Items SET Value = 'y';"), 0);
-  EXPECT_EQ(Query(connection, "SELECT Revision FROM Items WHERE Name = 'a';"), "Revision\n9");
-  EXPECT_EQ(Execute(connection, "", {}, {}, kTimeout), 0);
-  // Failures: in preparing, binding, a later statement, and a callback.
+  ASSERT_EQ(Sql(connection, "UPDATE Items SET Value = 'x'; UPDATE Items SET Revision = 9;"), 0);
+  EXPECT_EQ(Query(connection, "SELECT Value, Revision FROM Items LIMIT 1;"), "Value|Revision\nx|9");
+  // Failures: in preparing, binding, a later statement.
   EXPECT_EQ(Sql(connection, "SELECT * FROM Missing;"), 1);
   EXPECT_EQ(Execute(connection, "SELECT ?;", {"a", "b"}, {}, kTimeout), 1);
   EXPECT_EQ(Sql(connection, "SELECT 1; SELECT * FROM Missing;"), 1);
-  EXPECT_EQ(ExecuteV2(connection, "SELECT Name FROM Items;", Stop, nullptr, kTimeout), 1);
-}
 
-// The statement cache: a statement run again from its own row callback, one
-// stopped on a row: neither disturbs the other runs nor pins an old snapshot.
-TEST_F(DBStoreTest, CachedStatementsAreResetAfterEveryRun) {
-  auto reader = GetConnection(CONFIG);
-  ASSERT_EQ(Insert(reader, "a", "1"), 0);
-  ASSERT_EQ(Insert(reader, "b", "2"), 0);
   struct Visit {
     Connection connection;
     int rows = 0;
-  } visit{reader};
+  } visit{connection};
   const auto nested = [](void* context, int, char**, char**) {
     auto& v = *static_cast<Visit*>(context);
     ++v.rows;
@@ -230,11 +217,11 @@ TEST_F(DBStoreTest, CachedStatementsAreResetAfterEveryRun) {
     ExecuteV2(v.connection, "SELECT Name FROM Items;", Collect, &inner, kTimeout);
     return inner == "Name\na\nb" ? 0 : 1;
   };
-  EXPECT_EQ(ExecuteV2(reader, "SELECT Name FROM Items;", nested, &visit, kTimeout), 0);
+  EXPECT_EQ(ExecuteV2(connection, "SELECT Name FROM Items;", nested, &visit, kTimeout), 0);
   EXPECT_EQ(visit.rows, 2);
-  EXPECT_EQ(ExecuteV2(reader, "SELECT * FROM Items;", Stop, nullptr, kTimeout), 1);
+  EXPECT_EQ(ExecuteV2(connection, "SELECT Name FROM Items;", Stop, nullptr, kTimeout), 1);
   ASSERT_EQ(Insert(GetConnection(CONFIG), "c", "3"), 0);
-  EXPECT_EQ(Query(reader, "SELECT * FROM Items;"), "Name|Value|Revision\na|1|0\nb|2|0\nc|3|0");
+  EXPECT_EQ(Query(connection, "SELECT Name FROM Items;"), "Name\na\nb\nc");
 }
 
 // The outermost level begins IMMEDIATE: a second writer waits for the first
@@ -251,9 +238,6 @@ TEST_F(DBStoreTest, AWriterWaitsForTheOtherToCommit) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(BeginTransaction(second), 0);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
-  std::string owner;
-  EXPECT_EQ(ReadKeyValue("owner", owner, second), 0);
-  EXPECT_EQ(owner, "first");
   EXPECT_EQ(CommitTransaction(second), 0);
   committer.join();
 }
@@ -275,10 +259,10 @@ TEST(DBStoreFork, ChildOutlivingItsParentKeepsItsCommits) {
     const pid_t self = getpid();
     if (fork() != 0) _exit(0);
     while (getppid() == self) usleep(1000);
-    const bool written = WriteKeyValue("inherited", "1", held) == 0 &&
-                         WriteKeyValue("own", "2", GetConnection(CONFIG)) == 0;
     char signal = 0;
-    if (write(channel[1], written ? "a" : "x", 1) != 1 || read(channel[1], &signal, 1) != 1) {
+    if (WriteKeyValue("inherited", "1", held) != 0 ||
+        WriteKeyValue("own", "2", GetConnection(CONFIG)) != 0 || write(channel[1], "a", 1) != 1 ||
+        read(channel[1], &signal, 1) != 1) {
       _exit(2);
     }
     _exit(WriteKeyValue("later", "3", GetConnection(CONFIG)) == 0 ? 0 : 3);
@@ -288,16 +272,16 @@ TEST(DBStoreFork, ChildOutlivingItsParentKeepsItsCommits) {
   ASSERT_EQ(waitpid(parent, &status, 0), parent);
   ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
   char signal = 0;
-  ASSERT_EQ(read(channel[0], &signal, 1), 1);
-  EXPECT_EQ(signal, 'a');
+  ASSERT_EQ(read(channel[0], &signal, 1), 1);  // the child has written
   // Another process opens and closes the database while the child lives.
   SqliteDb::Open(OrinConfigStore::HostPath(kConfigDatabaseFile), SqliteDb::Mode::kReadWrite,
                  nullptr)
       ->Exec("SELECT count(*) FROM KVTable;", nullptr);
   ASSERT_EQ(write(channel[0], "g", 1), 1);
   EXPECT_EQ(read(channel[0], &signal, 1), 0);  // the child has exited
-  EXPECT_EQ(ReadOutside("SELECT group_concat(Key) FROM (SELECT Key FROM KVTable ORDER BY Key);"),
-            "inherited,later,own,parent");
+  EXPECT_EQ(Query(GetConnection(CONFIG),
+                  "SELECT group_concat(Key) AS k FROM (SELECT Key FROM KVTable ORDER BY Key);"),
+            "k\ninherited,later,own,parent");
   close(channel[0]);
 }
 
