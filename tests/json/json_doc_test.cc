@@ -51,7 +51,6 @@ TEST(JsonDocPath, ResolutionFailures) {
 // before parsing, and brackets inside strings do not count.
 TEST(CreateDocument, ParsesTextOrFilesOrRefusesThem) {
   EXPECT_TRUE(CreateDocument()->GetDocument().IsNull());
-  EXPECT_TRUE(CreateDocumentFromString("[1, 2]")->GetDocument().IsArray());
   const std::size_t limit = ConfigStoreDocument::kMaxNestingDepth;
   EXPECT_NO_THROW(CreateDocumentFromString(std::string(limit, '[') + std::string(limit, ']')));
   EXPECT_NO_THROW(CreateDocumentFromString("[\"\\\"" + std::string(limit + 1, '[') + "\"]"));
@@ -69,7 +68,6 @@ TEST(CreateDocument, ParsesTextOrFilesOrRefusesThem) {
     EXPECT_CS_ERROR(InvalidArgumentException, 1081, "Failed to parse JSON file " + path,
                     CreateDocumentFromFile(path));
   }
-  EXPECT_TRUE(FileExists(root.Path()));
   EXPECT_FALSE(FileExists(root.Path() + "/missing.json"));
 }
 
@@ -87,13 +85,8 @@ TEST(ClearGeneratedInstanceId, RemovesTheMemberAtEveryDepth) {
   ClearGeneratedInstanceId(nullptr);
 }
 
-TEST(ConfigStoreDocument, SerializeAndMemberTest) {
-  auto doc = CreateDocumentFromString(R"({"a": null, "b": "\u00e9\n"})");
-  EXPECT_TRUE(ConfigStoreDocument::ValueExists(doc->GetDocument(), "a"));
-  EXPECT_FALSE(ConfigStoreDocument::ValueExists(doc->GetDocument(), "c"));
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
-                  ConfigStoreDocument::ValueExists(doc->GetDocument()["b"], "a"));
-  EXPECT_EQ(SerializeJson(doc->GetDocument()), "{\"a\":null,\"b\":\"\xc3\xa9\\n\"}");
+// A value that JSON cannot hold is refused, the output left alone.
+TEST(ConfigStoreDocument, SerializeRefusesWhatJsonCannotHold) {
   std::string out = "kept";
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON",
                   ConfigStoreDocument::SerializeValue(JVal(std::nan("")), out));
