@@ -9,6 +9,7 @@
 #include <typeinfo>
 
 #include "configstore/exceptions.h"
+#include "configstore/json.h"
 
 namespace cstest {
 
@@ -26,6 +27,15 @@ std::string Outcome(F&& statement) {
                                                                   : type.name();
     return std::string(name) + " " + std::to_string(e.GetErrorCode()) + " " + e.what();
   }
+}
+
+// What a structural fault (rapidjson's assertion) raises.
+inline const std::string kInvalidJson = "ConfigStore 2000 Invalid JSON";
+
+inline OrinConfigStore::JDoc Parse(const char* text) {
+  OrinConfigStore::JDoc document;
+  document.Parse(text);
+  return document;
 }
 
 }  // namespace cstest
