@@ -1,19 +1,24 @@
 // Change notifications to the host agent: the switch, the allowlist and its
 // once-per-process reading, the exact request sent, and failures that never
-// reach the caller (their log lines are diagnostics). The agent's real socket is tested with the
-// tool that listens on it (cfgstore watch).
+// reach the caller (their log lines are diagnostics); and the local socket
+// client beneath, with faults injected through the socket calls. The agent's real socket is tested
+// with the tool that listens on it (cfgstore watch).
 
 #include "notify/notify.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "configstore/config_store.h"
 #include "database_root.h"
+#include "notify/uds_client.h"
 #include "platform/socket_calls.h"
 
 namespace OrinConfigStore {
@@ -45,6 +50,39 @@ int Refuse(int, const sockaddr*, socklen_t) {
 ssize_t Record(int, const void* data, std::size_t size) {
   sent.emplace_back(static_cast<const char*>(data), size);
   return static_cast<ssize_t>(size);
+}
+
+// For the socket client: closes counted, the address connected to, a
+// connected socket whose peer has hung up already, and a write that comes
+// up short.
+int closes = 0;
+std::string path;
+int CountingClose(int fd) {
+  ++closes;
+  return ::close(fd);
+}
+int AcceptingConnect(int, const sockaddr* address, socklen_t length) {
+  path.assign(reinterpret_cast<const sockaddr_un*>(address)->sun_path,
+              length - sizeof(sa_family_t));
+  return 0;
+}
+int HungUpPeer(int, int, int) {
+  int ends[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return -1;
+  ::close(ends[1]);
+  return ends[0];
+}
+ssize_t HalfWrite(int, const void*, std::size_t count) { return static_cast<ssize_t>(count / 2); }
+
+// The text of the std::runtime_error that `statement` throws.
+template <typename F>
+std::string RuntimeError(F&& statement) {
+  try {
+    statement();
+  } catch (const std::runtime_error& e) {
+    return e.what();
+  }
+  return "no error";
 }
 
 // A scratch host root with its database; the switch is on, the agent fake.
@@ -100,6 +138,27 @@ TEST_F(NotifyTest, AllowlistedTypesAreAnnouncedWithoutTheirInstanceId) {
   EXPECT_EQ(sent, (std::vector<std::string>{Request("net.interfaces.nics"),
                                             Request("orin.hardware.platform"),
                                             Request("net.interfaces.nics")}));
+}
+
+// A connect that fails closes its socket; a peer that hung up must cost the
+// writer an error, not its life: the default action of SIGPIPE would end the
+// test process here.
+TEST_F(NotifyTest, SocketClientFailuresReportTheirCauseAndLeakNoSocket) {
+  HostSocketCalls() = SystemSocketCalls();
+  HostSocketCalls().close = CountingClose;
+  const std::string endpoint = root_.Path() + "/no-agent-here";
+  UdsClient client(endpoint);
+  EXPECT_EQ(RuntimeError([&] { client.Connect(); }),
+            "Failed to connect socket: No such file or directory");
+  EXPECT_EQ(closes, 1);
+  HostSocketCalls().connect = AcceptingConnect;
+  HostSocketCalls().socket = HungUpPeer;
+  client.Connect();
+  EXPECT_EQ(path, endpoint);
+  EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }), "Failed to send data: Broken pipe");
+  HostSocketCalls().write = HalfWrite;  // one write, no retry
+  EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }),
+            "Partial write: 5B written, expected 10B.");
 }
 
 }  // namespace
