@@ -1,5 +1,6 @@
 // The desired configuration staged for the next boot, its application, and
-// the kernel options object, as the database layer runs them.
+// the kernel options object, as the database layer runs them; and the
+// key-value functions over the database that hold the boot flag.
 
 #include "db/boot_status.h"
 
@@ -105,19 +106,28 @@ TEST_F(BootStatusTest, KernelOptionsStageTheUserPart) {
                      "Config;")[0],
             R"(UserValue={"bootDelay":1}, DesiredValue={"console":"com2"}, )"
             R"(VitalValue={"maxVcpus":32}, Revision=5, CreationTime=2026-01-01 00:00:00)");
-  SetKeyValue("BOOT_MODE", "2");  // only 1 is the mode that applies the staged row
   EXPECT_EQ(Options(), R"({"console":"com2","maxVcpus":32})");
   db_.Sql(
       "INSERT INTO DesiredUserConfig(Component, ConfigGroup, Name, Value) "
       "VALUES('orin', 'kernix', 'options', '{\"console\":\"com1\"}');");
   SetKeyValue("BOOT_MODE", "1");
   EXPECT_EQ(Options(), R"({"console":"com1","maxVcpus":32})");
-  db_.Sql("DROP TABLE Config;");
-  EXPECT_CS_ERROR(
-      ConfigStoreException, 2000,
-      "Database call to update Kernel options configuration failed for: comp orin "
-      "grp kernix key options",
-      SetKernelOptionsInternal(CreateObject(kOptions, "{}"), LookupSchema(kOptions), connection_));
+}
+
+// A boot flag that cannot be read holds user writes back rather than
+// letting them through. (Without a database there is no boot: the
+// validation suite.)
+TEST(KeyValue, RoundTripAndBootFlag) {
+  cstest::DatabaseRoot db;
+  EXPECT_EQ(GetKeyValue("it's"), "");
+  SetKeyValue("it's", "v'1");
+  EXPECT_EQ(GetKeyValue("it's"), "v'1");
+  SetKeyValue("IS_BOOT", "true");
+  EXPECT_TRUE(IsBoot());
+  SetKeyValue("IS_BOOT", "TRUE");
+  EXPECT_FALSE(IsBoot());
+  db.Sql("DROP TABLE KVTable;");
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Failed to read value from database.", IsBoot());
 }
 
 }  // namespace

@@ -1,10 +1,9 @@
 // Reading rows back into objects: the merge order of the sources, the
-// Success rule, the upgrade and boot variants, instance, default, revision
-// and instance id reads, the row-level reads, and their failures.
+// Success rule, the upgrade and boot variants, instance, revision and
+// instance id reads, the row-level reads, and their failures. Defaults are
+// read through the store (store_test.cc).
 
 #include <gtest/gtest.h>
-
-#include <functional>
 
 #include "configstore/host.h"
 #include "database_root.h"
@@ -76,7 +75,6 @@ TEST_F(ConfigReadsTest, SourcesMergeInOrderAndTheUserValueCountsOnceApplied) {
   EXPECT_EQ(object->GetVersion() + " " + std::to_string(object->GetRevision()) + " " +
                 object->GetCreationTime(),
             "1.2 7 2026-01-01 00:00:00");
-  EXPECT_EQ(Get(ConfigStoreObjectId("other", "dns", "net")), "null");
   // In the upgrade context a staged desired value stands in for the user's.
   SetUpgradeCtx(true);
   EXPECT_EQ(Get(kResolver), R"({"x":1,"y":2,"z":3,"domain":"d"})");
@@ -103,7 +101,7 @@ TEST_F(ConfigReadsTest, ContextAndBootDecideTheUserPart) {
 }
 
 // Instances whose merge is empty (nic1, not applied) are left out.
-TEST_F(ConfigReadsTest, InstancesRevisionsAndIds) {
+TEST_F(ConfigReadsTest, InstancesRevisionsIdsAndFailedReads) {
   InsertNics();
   EXPECT_EQ(Nics(), R"(nic0{"mtu":1500,"name":"nic0"}nic2{"macAddress":"aa","name":"nic2"})");
   EXPECT_EQ(Nics(Nic("nic2")), R"(nic2{"macAddress":"aa","name":"nic2"})");
@@ -119,17 +117,15 @@ TEST_F(ConfigReadsTest, InstancesRevisionsAndIds) {
   db_.Insert({"net", "interfaces", "nics", "x' OR '1'='1", "", R"({"mtu":1})"});
   EXPECT_EQ(Get(Nic("x' OR '1'='1")), R"({"mtu":1,"name":"x' OR '1'='1"})");
   EXPECT_EQ(Get(Nic("y' OR '1'='1")), "null");
-}
 
-TEST_F(ConfigReadsTest, DefaultsComeFromTheLoadedDefinitions) {
-  const ConfigStoreObjectId options("options", "kernix", "orin");
-  EXPECT_EQ(Data(GetDefaultConfigInternal(options, connection_, LookupSchema(options))),
-            R"({"maxVcpus":128,"bootDelay":0,"console":"vga"})");
-  EXPECT_EQ(Instances(GetDefaultConfigInstancesInternal(std::make_shared<FilterSpecObject>(kNics),
-                                                        connection_, nics_)),
-            R"(nic0{"name":"nic0","network":"backend","mtu":1500,"enabled":true})");
-  const ConfigStoreObjectId platform("platform", "hardware", "orin");
-  EXPECT_EQ(GetDefaultConfigInternal(platform, connection_, LookupSchema(platform)), nullptr);
+  db_.Sql("DROP TABLE Config;");  // a failed read raises, never reads as nothing stored
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Get failed: comp net grp dns key resolver",
+                  Get(kResolver));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Get store rows failed.", Nics());
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "GetRevision command failed",
+                  GetRevisionInternal(kResolver, connection_));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "GetInstanceIds failed",
+                  GetInstanceIdsInternal(kNics, connection_));
 }
 
 // The row reads: each row as Identifier:Value, the column they select.
@@ -155,19 +151,6 @@ TEST_F(ConfigReadsTest, RowReadsSelectTheirColumnAndRows) {
   EXPECT_EQ(GetStoreContentsInternal("DefaultConfig", connection_, true).size(), 4u);
   EXPECT_EQ(GetStoreContentsInternal("DefaultConfig", connection_, false).size(), 3u);
   EXPECT_EQ(Read("DefaultConfig", Nic("nic0"), connection_, true)["Version"], "2.0");
-  EXPECT_EQ(Read("DefaultConfig", kResolver, connection_, false)["Version"], "1.2");
-}
-
-TEST_F(ConfigReadsTest, FailedReadsRaise) {
-  db_.Sql("DROP TABLE Config;");
-  const std::pair<std::string, std::function<void()>> reads[] = {
-      {"Get failed: comp net grp dns key resolver", [&] { Get(kResolver); }},
-      {"Get store rows failed.", [&] { Nics(); }},
-      {"GetRevision command failed", [&] { GetRevisionInternal(kResolver, connection_); }},
-      {"GetInstanceIds failed", [&] { GetInstanceIdsInternal(kNics, connection_); }},
-  };
-  for (const auto& [message, read] : reads)
-    EXPECT_CS_ERROR(ConfigStoreException, 2000, message, read());
 }
 
 }  // namespace

@@ -102,29 +102,17 @@ class NotifyTest : public ::testing::Test {
   cstest::DatabaseRoot root_;
 };
 
-TEST(WardenSwitch, OnlyTheTextTrueTurnsItOn) {
-  {
-    cstest::TempRoot withoutDatabase;
-    EXPECT_FALSE(IsWardenNotificationEnabled());
-  }
-  cstest::DatabaseRoot db;
-  EXPECT_FALSE(IsWardenNotificationEnabled());
-  SetKeyValue("NOTIFY_WARDEN", "TRUE");
-  EXPECT_FALSE(IsWardenNotificationEnabled());
-  SetKeyValue("NOTIFY_WARDEN", "true");
-  EXPECT_TRUE(IsWardenNotificationEnabled());
-}
-
 // The only test that reads the allowlist: the process keeps the first list
 // it reads. A missing or malformed list is tried again on the next change;
-// the instance id is left out; a refused connection reaches no one.
+// only the text "true" turns the switch on; the instance id is left out; a
+// refused connection reaches no one.
 TEST_F(NotifyTest, AllowlistedTypesAreAnnouncedWithoutTheirInstanceId) {
   NotifyIfAllowlisted(kNic);
   WriteAllowlist(R"(["net.interfaces.*", 1])");
   NotifyIfAllowlisted(kNic);
   WriteAllowlist(R"(["net.interfaces.*", "orin.kernix", "orin.*.options", "net.dns.resolve",
                     "orin.hardware.platform"])");
-  SetKeyValue("NOTIFY_WARDEN", "false");
+  SetKeyValue("NOTIFY_WARDEN", "TRUE");
   NotifyIfAllowlisted(kNic);
   SetKeyValue("NOTIFY_WARDEN", "true");
   NotifyIfAllowlisted(kNic);
