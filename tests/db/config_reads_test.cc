@@ -55,21 +55,19 @@ class ConfigReadsTest : public ::testing::Test {
 };
 
 // Vital, cached, automatic, then the user value once applied: later ones
-// win. The current read leaves out vital and cached values; the desired read
-// takes the user value while it is not applied.
+// win. The current read (now) leaves out vital and cached values; the
+// desired read takes the user value while it is not applied.
 TEST_F(ConfigReadsTest, SourcesMergeInOrderAndTheUserValueCountsOnceApplied) {
   db_.Insert({"net", "dns", "resolver", "", R"({"domain":"a","z":3})", R"({"domain":"u"})",
               R"({"domain":"v","x":1})", R"({"domain":"c","y":2})", R"({"domain":"d"})", "0", "1.2",
               "7"});
   const auto schema = LookupSchema(kResolver);
-  const auto current = [&] {
-    return Data(GetCurrentConfigInternal(kResolver, connection_, schema));
-  };
+  const auto now = [&] { return Data(GetCurrentConfigInternal(kResolver, connection_, schema)); };
   const auto desired = [&] { return Data(GetDesiredInternal(kResolver, connection_, schema)); };
-  EXPECT_EQ(Get(kResolver) + current() + desired(),
+  EXPECT_EQ(Get(kResolver) + now() + desired(),
             R"({"x":1,"y":2,"domain":"a","z":3}{"domain":"a","z":3}{"domain":"u"})");
   db_.Sql("UPDATE Config SET Success=1;");
-  EXPECT_EQ(Get(kResolver) + current() + desired(),
+  EXPECT_EQ(Get(kResolver) + now() + desired(),
             R"({"x":1,"y":2,"z":3,"domain":"u"}{"z":3,"domain":"u"}{"domain":"d"})");
   const auto object = GetInternal(kResolver, connection_, schema);
   EXPECT_EQ(object->GetVersion() + " " + std::to_string(object->GetRevision()) + " " +

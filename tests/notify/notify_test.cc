@@ -1,8 +1,8 @@
 // Change notifications to the host agent: the switch, the allowlist and its
 // once-per-process reading, the exact request sent, and failures that never
 // reach the caller (their log lines are diagnostics); and the local socket
-// client beneath, with faults injected through the socket calls. The agent's real socket is tested
-// with the tool that listens on it (cfgstore watch).
+// client beneath, with faults injected through the socket calls. The agent's
+// real socket is tested with the tool that listens on it (cfgstore watch).
 
 #include "notify/notify.h"
 
@@ -42,7 +42,6 @@ std::string Request(const std::string& name) {
 // The agent: it takes every connection, or refuses them, and every request
 // is recorded as written.
 std::vector<std::string> sent;
-int Reach(int, const sockaddr*, socklen_t) { return 0; }
 int Refuse(int, const sockaddr*, socklen_t) {
   errno = ECONNREFUSED;
   return -1;
@@ -91,7 +90,7 @@ class NotifyTest : public ::testing::Test {
   NotifyTest() {
     SetKeyValue("NOTIFY_WARDEN", "true");
     sent.clear();
-    HostSocketCalls().connect = Reach;
+    HostSocketCalls().connect = [](int, const sockaddr*, socklen_t) { return 0; };
     HostSocketCalls().write = Record;
   }
   ~NotifyTest() override { HostSocketCalls() = SystemSocketCalls(); }
