@@ -1,11 +1,10 @@
 // The desired configuration staged for the next boot, its application, and
-// the kernel options object, as the database layer runs them.
+// the kernel options object, as the database layer runs them; and the
+// key-value functions over the database that hold the boot flag.
 
 #include "db/boot_status.h"
 
 #include <gtest/gtest.h>
-
-#include <stdexcept>
 
 #include "configstore/config_store.h"
 #include "database_root.h"
@@ -21,11 +20,14 @@ const ConfigStoreObjectId kOptions("options", "kernix", "orin");
 
 class BootStatusTest : public ::testing::Test {
  protected:
-  std::string Rows(const char* columns, const char* name = "nics") {
+  // The rows of the type `name` as "user desired success", "-" for NULL.
+  std::string Rows(const char* name = "nics") {
     std::string text;
-    for (const auto& row : db_.Rows(std::string("SELECT ") + columns + " FROM Config WHERE Name='" +
-                                    name + "' ORDER BY Identifier;")) {
-      text += (text.empty() ? "" : " | ") + row;
+    for (const auto& row : db_.Rows(
+             "SELECT ifnull(UserValue,'-')||' '||ifnull(DesiredValue,'-')||' '||Success AS r FROM "
+             "Config WHERE Name='" +
+             std::string(name) + "' ORDER BY Identifier;")) {
+      text += (text.empty() ? "" : " | ") + row.substr(2);
     }
     return text;
   }
@@ -45,109 +47,88 @@ class BootStatusTest : public ::testing::Test {
   Connection connection_ = DBStore::GetConnection(DBStore::CONFIG);
 };
 
-TEST_F(BootStatusTest, BootModeIsANumber) {
-  EXPECT_FALSE(IsBootModeDesiredUserConfig(connection_));
-  const std::pair<const char*, bool> modes[] = {
-      {"1", true}, {"0", false}, {"", false}, {"2", false}};
-  for (const auto& [mode, expected] : modes) {
-    SetKeyValue("BOOT_MODE", mode);
-    EXPECT_EQ(IsBootModeDesiredUserConfig(connection_), expected) << mode;
-  }
-  SetKeyValue("BOOT_MODE", "yes");
-  EXPECT_THROW(IsBootModeDesiredUserConfig(connection_), std::invalid_argument);
-  SetKeyValue("BOOT_MODE", "99999999999");
-  EXPECT_THROW(IsBootModeDesiredUserConfig(connection_), std::out_of_range);
-}
-
 // An instance id marks its instance; without one, every instance of the key.
+// The desired instances are the user value where the boot failed.
 TEST_F(BootStatusTest, MarkingAppliedTakesTheDesiredValue) {
   Nic("nic0", R"({"mtu":1})", R"({"mtu":2})", "0");
-  Nic("nic1", R"({"mtu":3})", "", "0");
+  Nic("nic1", R"({"mtu":3})", "", "1");
   Nic("nic2", R"({"mtu":4})", R"({"mtu":5})", "0");
+  Nic("nic3", R"({"mtu":6})", R"({"mtu":7})", "1");
+  std::string desired;
+  for (const auto& nic : GetDesiredInstancesInternal(kNics, connection_, LookupSchema(kNics))) {
+    desired += nic->GetConfigStoreObjectId().instanceId + nic->GetData();
+  }
+  EXPECT_EQ(desired,
+            R"(nic0{"mtu":1,"name":"nic0"}nic2{"mtu":4,"name":"nic2"}nic3{"mtu":7,"name":"nic3"})");
   SetBootStatusInternal(kNics, false, connection_);  // a failed boot marks nothing
-  EXPECT_EQ(Rows("Success"), "Success=0 | Success=0 | Success=0");
   SetBootStatusInternal(ConfigStoreObjectId("nics", "interfaces", "net", "nic0"), true,
                         connection_);
-  EXPECT_EQ(Rows("UserValue, DesiredValue, Success"),
-            R"(UserValue={"mtu":2}, DesiredValue=NULL, Success=1 | )"
-            R"(UserValue={"mtu":3}, DesiredValue=NULL, Success=0 | )"
-            R"(UserValue={"mtu":4}, DesiredValue={"mtu":5}, Success=0)");
+  EXPECT_EQ(Rows(),
+            R"({"mtu":2} - 1 | {"mtu":3} - 1 | {"mtu":4} {"mtu":5} 0 | {"mtu":6} {"mtu":7} 1)");
   SetBootStatusInternal(kNics, true, connection_);
-  EXPECT_EQ(Rows("UserValue, DesiredValue, Success"),
-            R"(UserValue={"mtu":2}, DesiredValue=NULL, Success=1 | )"
-            R"(UserValue={"mtu":3}, DesiredValue=NULL, Success=1 | )"
-            R"(UserValue={"mtu":5}, DesiredValue=NULL, Success=1)");
+  EXPECT_EQ(Rows(), R"({"mtu":2} - 1 | {"mtu":3} - 1 | {"mtu":5} - 1 | {"mtu":7} - 1)");
+  db_.Sql("DROP TABLE Config;");
+  EXPECT_CS_ERROR(ConfigStoreException, 2000,
+                  "SetBootStatus: Failed to mark success status for given csoId.",
+                  SetBootStatusInternal(kNics, true, connection_));
 }
 
-TEST_F(BootStatusTest, DesiredInstancesTakeTheUserValueWhereTheBootFailed) {
-  Nic("nic0", R"({"mtu":1})", R"({"mtu":2})", "1");
-  Nic("nic1", R"({"mtu":3})", R"({"mtu":4})", "0");
-  Nic("nic2", R"({"mtu":5})", "", "1");  // nothing desired
-  std::string instances;
-  for (const auto& nic : GetDesiredInstancesInternal(kNics, connection_, LookupSchema(kNics))) {
-    instances += nic->GetConfigStoreObjectId().instanceId + nic->GetData() + " ";
-  }
-  EXPECT_EQ(instances, R"(nic0{"mtu":2,"name":"nic0"} nic1{"mtu":3,"name":"nic1"} )");
-}
-
+// A restored part is merged into the applied value; the desired value goes
+// once the two are equal.
 TEST_F(BootStatusTest, PartialRestoreDropsTheDesiredValueOnlyWhenComplete) {
   db_.Insert({"net", "dns", "resolver", "", "", R"({"domain":"old"})", "", "",
-              R"({"domain":"lab","servers":["10.0.0.1"]})"});
+              R"({"domain":"lab","servers":["x"]})"});
   EXPECT_CS_ERROR(ConfigStoreException, 2000,
                   "partial config being restored is not part of desired config",
                   Restore(R"({"domain":"other"})"));
   Restore(R"({"domain":"lab"})");
-  EXPECT_EQ(Rows("UserValue, DesiredValue", "resolver"),
-            R"(UserValue={"domain":"lab"}, DesiredValue={"domain":"lab","servers":["10.0.0.1"]})");
-  Restore(R"({"servers":["10.0.0.1"]})");
-  EXPECT_EQ(Rows("UserValue, DesiredValue, Success", "resolver"),
-            R"(UserValue={"domain":"lab","servers":["10.0.0.1"]}, DesiredValue=NULL, Success=1)");
+  EXPECT_EQ(Rows("resolver"), R"({"domain":"lab"} {"domain":"lab","servers":["x"]} 1)");
+  Restore(R"({"servers":["x"]})");
+  EXPECT_EQ(Rows("resolver"), R"({"domain":"lab","servers":["x"]} - 1)");
   EXPECT_CS_ERROR(ConfigStoreException, 2000, "desired config is empty",
                   Restore(R"({"domain":"lab"})"));
-
   // Without an applied value the user value becomes the desired one first.
   db_.Sql("UPDATE Config SET UserValue='{\"domain\":\"old\"}', Success=0;");
   Restore(R"({"domain":"old"})");
-  EXPECT_EQ(Rows("UserValue, DesiredValue, Success", "resolver"),
-            R"(UserValue={"domain":"old"}, DesiredValue=NULL, Success=1)");
+  EXPECT_EQ(Rows("resolver"), R"({"domain":"old"} - 1)");
 }
 
 // The write stages the user part and applies the vital part at once; the
 // read takes the desired value, or the staged row during a boot applying it.
 TEST_F(BootStatusTest, KernelOptionsStageTheUserPart) {
-  EXPECT_EQ(Options(), "null");
   db_.Insert({"orin", "kernix", "options", "", "", R"({"bootDelay":1})", R"({"maxVcpus":64})", "",
               "", "1", "1.0", "4"});
   EXPECT_EQ(Options(), R"({"bootDelay":1,"maxVcpus":64})");
   SetKernelOptionsInternal(CreateObject(kOptions, R"({"console":"com2","maxVcpus":32})"),
                            LookupSchema(kOptions), connection_);
-  EXPECT_EQ(Rows("UserValue, DesiredValue, VitalValue, Revision, CreationTime", "options"),
+  EXPECT_EQ(db_.Rows("SELECT UserValue, DesiredValue, VitalValue, Revision, CreationTime FROM "
+                     "Config;")[0],
             R"(UserValue={"bootDelay":1}, DesiredValue={"console":"com2"}, )"
             R"(VitalValue={"maxVcpus":32}, Revision=5, CreationTime=2026-01-01 00:00:00)");
   EXPECT_EQ(Options(), R"({"console":"com2","maxVcpus":32})");
   db_.Sql(
-      "INSERT INTO DesiredUserConfig(Component, ConfigGroup, Name, Value, Version) "
-      "VALUES('orin', 'kernix', 'options', '{\"console\":\"com1\"}', '1.0');");
+      "INSERT INTO DesiredUserConfig(Component, ConfigGroup, Name, Value) "
+      "VALUES('orin', 'kernix', 'options', '{\"console\":\"com1\"}');");
   SetKeyValue("BOOT_MODE", "1");
   EXPECT_EQ(Options(), R"({"console":"com1","maxVcpus":32})");
 }
 
-TEST_F(BootStatusTest, FailuresNameTheOperation) {
-  db_.Sql("DROP TABLE Config;");
-  EXPECT_CS_ERROR(ConfigStoreException, 2000,
-                  "SetBootStatus: Failed to mark success status for given csoId.",
-                  SetBootStatusInternal(kResolver, true, connection_));
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Get failed: comp net grp dns key resolver",
-                  Restore("{}"));
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Get failed: comp net grp interfaces key nics",
-                  GetDesiredInstancesInternal(kNics, connection_, LookupSchema(kNics)));
-  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Get failed: comp orin grp kernix key options",
-                  Options());
-  EXPECT_CS_ERROR(
-      ConfigStoreException, 2000,
-      "Database call to update Kernel options configuration failed for: comp orin "
-      "grp kernix key options",
-      SetKernelOptionsInternal(CreateObject(kOptions, "{}"), LookupSchema(kOptions), connection_));
+// A boot flag that cannot be read holds user writes back rather than
+// letting them through. (Without a database there is no boot: the
+// validation suite.)
+TEST(KeyValue, RoundTripAndBootFlag) {
+  cstest::DatabaseRoot db;
+  EXPECT_EQ(GetKeyValue("it's"), "");
+  SetKeyValue("it's", "v'1");
+  EXPECT_EQ(GetKeyValue("it's"), "v'1");
+  SetKeyValue("IS_BOOT", "true");
+  EXPECT_TRUE(IsBoot());
+  SetKeyValue("IS_BOOT", "TRUE");
+  EXPECT_FALSE(IsBoot());
+  db.Sql("DROP TABLE KVTable;");
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Failed to write KV table for key: k",
+                  SetKeyValue("k", "v"));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Failed to read value from database.", IsBoot());
 }
 
 }  // namespace

@@ -1,10 +1,9 @@
 // Reading rows back into objects: the merge order of the sources, the
-// Success rule, the upgrade and boot variants, instance, default, revision
-// and instance id reads, and their failures.
+// Success rule, the upgrade and boot variants, instance, revision and
+// instance id reads, the row-level reads, and their failures. Defaults are
+// read through the store (store_test.cc).
 
 #include <gtest/gtest.h>
-
-#include <functional>
 
 #include "configstore/host.h"
 #include "database_root.h"
@@ -17,26 +16,32 @@ namespace {
 
 const ConfigStoreObjectId kResolver("resolver", "dns", "net");
 const ConfigStoreObjectId kNics("nics", "interfaces", "net");
-const ConfigStoreObjectId kNic2("nics", "interfaces", "net", "nic2");
+
+ConfigStoreObjectId Nic(const char* instance) {
+  return ConfigStoreObjectId("nics", "interfaces", "net", instance);
+}
+
+std::string Data(const std::shared_ptr<ConfigStoreObject>& object) {
+  return object ? object->GetData() : "null";
+}
+
+std::string Instances(const std::vector<std::shared_ptr<ConfigStoreObject>>& list) {
+  std::string text;
+  for (const auto& object : list)
+    text += object->GetConfigStoreObjectId().instanceId + Data(object);
+  return text;
+}
 
 class ConfigReadsTest : public ::testing::Test {
  protected:
-  std::string Data(const std::shared_ptr<ConfigStoreObject>& object) {
-    return object ? object->GetData() : "null";
-  }
   std::string Get(const ConfigStoreObjectId& id) {
     return Data(GetInternal(id, connection_, LookupSchema(id)));
   }
-  std::string Instances(const std::vector<std::shared_ptr<ConfigStoreObject>>& list) {
-    std::string text;
-    for (const auto& object : list) {
-      text += object->GetConfigStoreObjectId().instanceId + object->GetData() + " ";
-    }
-    return text;
+  std::string Nics(const ConfigStoreObjectId& id = kNics) {
+    return Instances(
+        GetConfigInstancesInternal(std::make_shared<FilterSpecObject>(id), connection_, nics_));
   }
-  std::shared_ptr<FilterSpecObject> Filter(const ConfigStoreObjectId& id) {
-    return std::make_shared<FilterSpecObject>(id);
-  }
+  // nic0 applied with a staged value, nic1 not applied, nic2 vital only.
   void InsertNics() {
     db_.Insert({"net", "interfaces", "nics", "nic0", "", R"({"mtu":1500})", "", "", R"({"mtu":1})",
                 "1", "2", "4"});
@@ -49,34 +54,30 @@ class ConfigReadsTest : public ::testing::Test {
   SchemaPtr nics_ = LookupSchema(kNics);
 };
 
-TEST_F(ConfigReadsTest, LaterSourcesWinAndTheRowStampsTheObject) {
+// Vital, cached, automatic, then the user value once applied: later ones
+// win. The current read (now) leaves out vital and cached values; the
+// desired read takes the user value while it is not applied.
+TEST_F(ConfigReadsTest, SourcesMergeInOrderAndTheUserValueCountsOnceApplied) {
   db_.Insert({"net", "dns", "resolver", "", R"({"domain":"a","z":3})", R"({"domain":"u"})",
-              R"({"domain":"v","x":1})", R"({"domain":"c","y":2})", "", "1", "1.2", "7"});
-  const auto object = GetInternal(kResolver, connection_, LookupSchema(kResolver));
-  ASSERT_NE(object, nullptr);
-  EXPECT_EQ(object->GetData(), R"({"x":1,"y":2,"z":3,"domain":"u"})");
-  EXPECT_EQ(object->GetVersion(), "1.2");
-  EXPECT_EQ(object->GetRevision(), 7u);
-  EXPECT_EQ(object->GetCreationTime(), "2026-01-01 00:00:00");
-  EXPECT_FALSE(object->GetModifiedTime().empty());
-  EXPECT_EQ(Get(ConfigStoreObjectId("other", "dns", "net")), "null");
-}
-
-TEST_F(ConfigReadsTest, UserValueCountsOnlyWhenApplied) {
-  db_.Insert({"net", "dns", "resolver", "", R"({"domain":"auto"})", R"({"domain":"user"})", "", "",
-              R"({"domain":"desired"})", "0"});
+              R"({"domain":"v","x":1})", R"({"domain":"c","y":2})", R"({"domain":"d"})", "0", "1.2",
+              "7"});
   const auto schema = LookupSchema(kResolver);
-  EXPECT_EQ(Get(kResolver), R"({"domain":"auto"})");
-  EXPECT_EQ(Data(GetDesiredInternal(kResolver, connection_, schema)), R"({"domain":"user"})");
+  const auto now = [&] { return Data(GetCurrentConfigInternal(kResolver, connection_, schema)); };
+  const auto desired = [&] { return Data(GetDesiredInternal(kResolver, connection_, schema)); };
+  EXPECT_EQ(Get(kResolver) + now() + desired(),
+            R"({"x":1,"y":2,"domain":"a","z":3}{"domain":"a","z":3}{"domain":"u"})");
   db_.Sql("UPDATE Config SET Success=1;");
-  EXPECT_EQ(Get(kResolver), R"({"domain":"user"})");
-  EXPECT_EQ(Data(GetDesiredInternal(kResolver, connection_, schema)), R"({"domain":"desired"})");
+  EXPECT_EQ(Get(kResolver) + now() + desired(),
+            R"({"x":1,"y":2,"z":3,"domain":"u"}{"z":3,"domain":"u"}{"domain":"d"})");
+  const auto object = GetInternal(kResolver, connection_, schema);
+  EXPECT_EQ(object->GetVersion() + " " + std::to_string(object->GetRevision()) + " " +
+                object->GetCreationTime(),
+            "1.2 7 2026-01-01 00:00:00");
   // In the upgrade context a staged desired value stands in for the user's.
-  InsertNics();
   SetUpgradeCtx(true);
-  EXPECT_EQ(Get(kResolver), R"({"domain":"desired"})");
-  EXPECT_EQ(Instances(GetConfigInstancesInternal(Filter(kNics), connection_, nics_)),
-            R"(nic0{"mtu":1,"name":"nic0"} nic2{"macAddress":"aa","name":"nic2"} )");
+  EXPECT_EQ(Get(kResolver), R"({"x":1,"y":2,"z":3,"domain":"d"})");
+  InsertNics();
+  EXPECT_EQ(Nics(), R"(nic0{"mtu":1,"name":"nic0"}nic2{"macAddress":"aa","name":"nic2"})");
   SetUpgradeCtx(false);
 }
 
@@ -95,65 +96,59 @@ TEST_F(ConfigReadsTest, ContextAndBootDecideTheUserPart) {
   EXPECT_EQ(read(kResolver, EXTERNAL), "null");
   db_.Sql("UPDATE Config SET Success=1;");
   EXPECT_EQ(read(kResolver, EXTERNAL), R"({"domain":"u"})");
-  EXPECT_EQ(read(kResolver, INTERNAL), "null");
 }
 
-TEST_F(ConfigReadsTest, InstancesRevisionsAndIds) {
+// Instances whose merge is empty (nic1, not applied) are left out.
+TEST_F(ConfigReadsTest, InstancesRevisionsIdsAndFailedReads) {
   InsertNics();
-  EXPECT_EQ(Instances(GetConfigInstancesInternal(Filter(kNics), connection_, nics_)),
-            R"(nic0{"mtu":1500,"name":"nic0"} nic2{"macAddress":"aa","name":"nic2"} )");
-  auto mtu = Filter(kNics);
-  mtu->SetValue("mtu", 1500);
-  EXPECT_EQ(Instances(GetConfigInstancesInternal(mtu, connection_, nics_)),
-            R"(nic0{"mtu":1500,"name":"nic0"} )");
-  EXPECT_EQ(Instances(GetConfigInstancesInternal(Filter(kNic2), connection_, nics_)),
-            R"(nic2{"macAddress":"aa","name":"nic2"} )");
-
-  EXPECT_EQ(
-      GetRevisionInternal(ConfigStoreObjectId("nics", "interfaces", "net", "nic0"), connection_),
-      4);
+  EXPECT_EQ(Nics(), R"(nic0{"mtu":1500,"name":"nic0"}nic2{"macAddress":"aa","name":"nic2"})");
+  EXPECT_EQ(Nics(Nic("nic2")), R"(nic2{"macAddress":"aa","name":"nic2"})");
+  EXPECT_EQ(GetRevisionInternal(Nic("nic0"), connection_), 4);
   EXPECT_EQ(GetRevisionInternal(kResolver, connection_), -1);
   EXPECT_EQ(GetInstanceIdsInternal(kNics, connection_),
             (std::vector<std::string>{"nic0", "nic1", "nic2"}));
+  using Revisions = std::vector<std::pair<std::string, int>>;
   EXPECT_EQ(GetInstancesRevisionInternal(kNics, connection_),
-            (std::vector<std::pair<std::string, int>>{{"nic0", 4}, {"nic1", 1}, {"nic2", 1}}));
-  EXPECT_EQ(GetInstancesRevisionInternal(kNic2, connection_),
-            (std::vector<std::pair<std::string, int>>{{"nic2", 1}}));
-}
-
-TEST_F(ConfigReadsTest, DefaultsComeFromTheLoadedDefinitions) {
-  const ConfigStoreObjectId options("options", "kernix", "orin");
-  EXPECT_EQ(Data(GetDefaultConfigInternal(options, connection_, LookupSchema(options))),
-            R"({"maxVcpus":128,"bootDelay":0,"console":"vga"})");
-  EXPECT_EQ(Instances(GetDefaultConfigInstancesInternal(Filter(kNics), connection_, nics_)),
-            R"(nic0{"name":"nic0","network":"backend","mtu":1500,"enabled":true} )");
-  EXPECT_EQ(Instances(GetDefaultConfigInstancesInternal(Filter(kNic2), connection_, nics_)), "");
-  cstest::LogCapture log;
-  const ConfigStoreObjectId platform("platform", "hardware", "orin");
-  EXPECT_EQ(GetDefaultConfigInternal(platform, connection_, LookupSchema(platform)), nullptr);
-  EXPECT_TRUE(log.Contains(0, "Object not found: comp orin grp hardware key platform"));
-}
-
-TEST_F(ConfigReadsTest, QuotesInAnInstanceIdAreData) {
+            (Revisions{{"nic0", 4}, {"nic1", 1}, {"nic2", 1}}));
+  EXPECT_EQ(GetInstancesRevisionInternal(Nic("nic2"), connection_), (Revisions{{"nic2", 1}}));
+  // Quotes in an instance id are data, never SQL.
   db_.Insert({"net", "interfaces", "nics", "x' OR '1'='1", "", R"({"mtu":1})"});
-  db_.Insert({"net", "interfaces", "nics", "x", "", R"({"mtu":2})"});
-  EXPECT_EQ(Get(ConfigStoreObjectId("nics", "interfaces", "net", "x' OR '1'='1")),
-            R"({"mtu":1,"name":"x' OR '1'='1"})");
-  EXPECT_EQ(Get(ConfigStoreObjectId("nics", "interfaces", "net", "y' OR '1'='1")), "null");
+  EXPECT_EQ(Get(Nic("x' OR '1'='1")), R"({"mtu":1,"name":"x' OR '1'='1"})");
+  EXPECT_EQ(Get(Nic("y' OR '1'='1")), "null");
+
+  db_.Sql("DROP TABLE Config;");  // a failed read raises, never reads as nothing stored
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Get failed: comp net grp dns key resolver",
+                  Get(kResolver));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "Get store rows failed.", Nics());
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "GetRevision command failed",
+                  GetRevisionInternal(kResolver, connection_));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, "GetInstanceIds failed",
+                  GetInstanceIdsInternal(kNics, connection_));
 }
 
-TEST_F(ConfigReadsTest, FailedReadsRaise) {
-  db_.Sql("DROP TABLE Config;");
-  const std::pair<std::string, std::function<void()>> reads[] = {
-      {"Get failed: comp net grp dns key resolver", [&] { Get(kResolver); }},
-      {"Get store rows failed.",
-       [&] { GetConfigInstancesInternal(Filter(kNics), connection_, nics_); }},
-      {"GetRevision command failed", [&] { GetRevisionInternal(kNic2, connection_); }},
-      {"GetRevision command failed", [&] { GetInstancesRevisionInternal(kNics, connection_); }},
-      {"GetInstanceIds failed", [&] { GetInstanceIdsInternal(kNics, connection_); }},
+// The row reads: each row as Identifier:Value, the column they select.
+TEST_F(ConfigReadsTest, RowReadsSelectTheirColumnAndRows) {
+  InsertNics();
+  db_.Sql("UPDATE Config SET VitalValue='{}' WHERE Identifier='nic1';");
+  const auto text = [](const RowList& rows) {
+    std::string out;
+    for (const auto& row : rows) {
+      out += (*row)["Identifier"] + ":" + (row->count("Value") ? (*row)["Value"] : "NULL") + " ";
+    }
+    return out;
   };
-  for (const auto& [message, read] : reads)
-    EXPECT_CS_ERROR(ConfigStoreException, 2000, message, read());
+  EXPECT_EQ(text(GetUserConfigContents(connection_)), R"(nic0:{"mtu":1500} )");
+  EXPECT_EQ(text(GetDesiredUserConfigContents(connection_)),
+            R"(nic0:{"mtu":1} nic1:{"mtu":9000} )");
+  // Only the user column is limited to applied rows.
+  EXPECT_EQ(text(GetStoreContentsInternalST("VitalValue", connection_, false)),
+            R"(nic1:{} nic2:{"macAddress":"aa"} )");
+  EXPECT_EQ(text(GetSmartnicConfiguration(connection_)),
+            R"(nic0:{"mtu":1} nic1:{"mtu":9000} nic2:NULL )");
+  db_.Sql("UPDATE DefaultConfig SET Success=0 WHERE Name='nics';");
+  EXPECT_EQ(GetStoreContentsInternal("DefaultConfig", connection_, true).size(), 4u);
+  EXPECT_EQ(GetStoreContentsInternal("DefaultConfig", connection_, false).size(), 3u);
+  EXPECT_EQ(Read("DefaultConfig", Nic("nic0"), connection_, true)["Version"], "2.0");
 }
 
 }  // namespace

@@ -1,28 +1,24 @@
 // Change notifications to the host agent: the switch, the allowlist and its
-// once-per-process reading, the exact request sent, and the failures that are
-// logged instead of reaching the caller. The agent's real socket is tested
-// with the tool that listens on it (cfgstore watch).
-//
-// A process keeps the first allowlist it reads, so every scenario that reads
-// one runs in a child process: each starts unread, whatever ran before it.
+// once-per-process reading, the exact request sent, and failures that never
+// reach the caller (their log lines are diagnostics); and the local socket
+// client beneath, with faults injected through the socket calls. The agent's
+// real socket is tested with the tool that listens on it (cfgstore watch).
 
 #include "notify/notify.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <functional>
+#include <stdexcept>
 #include <string>
-#include <unordered_set>
-#include <utility>
 #include <vector>
 
 #include "configstore/config_store.h"
 #include "database_root.h"
-#include "platform/host.h"
+#include "notify/uds_client.h"
 #include "platform/socket_calls.h"
 
 namespace OrinConfigStore {
@@ -30,13 +26,9 @@ namespace {
 
 const ConfigStoreObjectId kNic("nics", "interfaces", "net", "nic0");
 const ConfigStoreObjectId kResolver("resolver", "dns", "net");
-// Of the sample types, only the network interfaces (by their group) and the
-// hardware platform (by its name) are listed.
-constexpr const char* kAllowlist = R"(["net.interfaces.*", "orin.kernix", "orin.*.options",
-                                       "net.dns.resolve", "orin.hardware.platform"])";
 
 // The request announcing a change of the type `name` from this process.
-std::string ExpectedRequest(const std::string& name) {
+std::string Request(const std::string& name) {
   const std::string body =
       R"({"method":"invoke","id":"9","params":{"serviceId":"com.tessel.configstore.notifier",)"
       R"("operationId":"notify","input":{"STRUCTURE":{"operation-input":{"identifiers":[")" +
@@ -50,7 +42,6 @@ std::string ExpectedRequest(const std::string& name) {
 // The agent: it takes every connection, or refuses them, and every request
 // is recorded as written.
 std::vector<std::string> sent;
-int Reach(int, const sockaddr*, socklen_t) { return 0; }
 int Refuse(int, const sockaddr*, socklen_t) {
   errno = ECONNREFUSED;
   return -1;
@@ -60,125 +51,101 @@ ssize_t Record(int, const void* data, std::size_t size) {
   return static_cast<ssize_t>(size);
 }
 
-using LogLines = std::vector<std::pair<int, std::string>>;
+// For the socket client: closes counted, the address connected to, a
+// connected socket whose peer has hung up already, and a write that comes
+// up short.
+int closes = 0;
+std::string path;
+int CountingClose(int fd) {
+  ++closes;
+  return ::close(fd);
+}
+int AcceptingConnect(int, const sockaddr* address, socklen_t length) {
+  path.assign(reinterpret_cast<const sockaddr_un*>(address)->sun_path,
+              length - sizeof(sa_family_t));
+  return 0;
+}
+int HungUpPeer(int, int, int) {
+  int ends[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) return -1;
+  ::close(ends[1]);
+  return ends[0];
+}
+ssize_t HalfWrite(int, const void*, std::size_t count) { return static_cast<ssize_t>(count / 2); }
 
-// Runs `steps` in a child process. The test fails when they throw, or when
-// the child's log (without the priority 0 lines of the exceptions it made)
-// or the requests it sent (named by their type) are not those expected.
-void InChild(const std::function<void()>& steps, const LogLines& expectedLog,
-             const std::vector<std::string>& expectedTypes,
-             int (*connect)(int, const sockaddr*, socklen_t) = Reach) {
-  const pid_t child = fork();
-  if (child == 0) {
-    int status = 2;
-    try {
-      HostSocketCalls().connect = connect;
-      HostSocketCalls().write = Record;
-      cstest::LogCapture log;
-      steps();
-      LogLines lines;
-      for (const auto& line : log.Lines()) {
-        if (line.first != 0) lines.push_back(line);
-      }
-      std::vector<std::string> expectedRequests;
-      for (const auto& type : expectedTypes) expectedRequests.push_back(ExpectedRequest(type));
-      status = lines == expectedLog && sent == expectedRequests ? 0 : 1;
-      for (const auto& [priority, line] : status == 0 ? LogLines() : lines) {
-        std::fprintf(stderr, "child logged: %d %s\n", priority, line.c_str());
-      }
-      for (const auto& request : status == 0 ? std::vector<std::string>() : sent) {
-        std::fprintf(stderr, "child sent: %s\n", request.c_str());
-      }
-    } catch (...) {
-    }
-    _exit(status);
+// The text of the std::runtime_error that `statement` throws.
+template <typename F>
+std::string RuntimeError(F&& statement) {
+  try {
+    statement();
+  } catch (const std::runtime_error& e) {
+    return e.what();
   }
-  int status = -1;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child status " << status;
+  return "no error";
 }
 
-// A scratch host root with its database; the switch is on.
+// A scratch host root with its database; the switch is on, the agent fake.
 class NotifyTest : public ::testing::Test {
  protected:
-  NotifyTest() { SetKeyValue("NOTIFY_WARDEN", "true"); }
+  NotifyTest() {
+    SetKeyValue("NOTIFY_WARDEN", "true");
+    sent.clear();
+    HostSocketCalls().connect = [](int, const sockaddr*, socklen_t) { return 0; };
+    HostSocketCalls().write = Record;
+  }
+  ~NotifyTest() override { HostSocketCalls() = SystemSocketCalls(); }
   void WriteAllowlist(const std::string& json) const {
     root_.WriteFile(std::string(kNotifyAllowlistFile).substr(1), json);
   }
 
   cstest::DatabaseRoot root_;
-  const std::string allowlistPath_ = HostPath(kNotifyAllowlistFile);
 };
 
-TEST(WardenSwitch, OnlyTheTextTrueTurnsItOn) {
-  {
-    cstest::TempRoot withoutDatabase;
-    EXPECT_FALSE(IsWardenNotificationEnabled());
-  }
-  cstest::DatabaseRoot db;
-  EXPECT_FALSE(IsWardenNotificationEnabled());
-  for (const char* value : {"TRUE", "1", "true "}) {
-    SetKeyValue("NOTIFY_WARDEN", value);
-    EXPECT_FALSE(IsWardenNotificationEnabled()) << value;
-  }
-  SetKeyValue("NOTIFY_WARDEN", "true");
-  EXPECT_TRUE(IsWardenNotificationEnabled());
-}
-
-TEST_F(NotifyTest, SwitchedOffNothingIsReadOrSent) {
-  SetKeyValue("NOTIFY_WARDEN", "false");
-  cstest::LogCapture log;
-  NotifyIfAllowlisted(kNic);  // neither a missing allowlist nor a missing agent is noticed
-  EXPECT_TRUE(log.Lines().empty());
-}
-
+// The only test that reads the allowlist: the process keeps the first list
+// it reads. A missing or malformed list is tried again on the next change;
+// only the text "true" turns the switch on; the instance id is left out; a
+// refused connection reaches no one.
 TEST_F(NotifyTest, AllowlistedTypesAreAnnouncedWithoutTheirInstanceId) {
-  WriteAllowlist(kAllowlist);
-  InChild(
-      [] {
-        NotifyIfAllowlisted(kNic);
-        NotifyIfAllowlisted(kResolver);
-        NotifyIfAllowlisted(ConfigStoreObjectId("options", "kernix", "orin"));
-        NotifyIfAllowlisted(ConfigStoreObjectId("platform", "hardware", "orin"));
-      },
-      {}, {"net.interfaces.nics", "orin.hardware.platform"});
-  InChild([] { NotifyIfAllowlisted(kNic); },
-          {{2,
-            "Error while sending notification for config object 'net.interfaces.nics' to "
-            "Warden: Failed to connect socket: Connection refused"}},
-          {}, Refuse);
+  NotifyIfAllowlisted(kNic);
+  WriteAllowlist(R"(["net.interfaces.*", 1])");
+  NotifyIfAllowlisted(kNic);
+  WriteAllowlist(R"(["net.interfaces.*", "orin.kernix", "orin.*.options", "net.dns.resolve",
+                    "orin.hardware.platform"])");
+  SetKeyValue("NOTIFY_WARDEN", "TRUE");
+  NotifyIfAllowlisted(kNic);
+  SetKeyValue("NOTIFY_WARDEN", "true");
+  NotifyIfAllowlisted(kNic);
+  NotifyIfAllowlisted(kResolver);
+  NotifyIfAllowlisted(ConfigStoreObjectId("options", "kernix", "orin"));
+  NotifyIfAllowlisted(ConfigStoreObjectId("platform", "hardware", "orin"));
+  WriteAllowlist("[]");
+  NotifyIfAllowlisted(kNic);
+  HostSocketCalls().connect = Refuse;
+  NotifyIfAllowlisted(kNic);
+  EXPECT_EQ(sent, (std::vector<std::string>{Request("net.interfaces.nics"),
+                                            Request("orin.hardware.platform"),
+                                            Request("net.interfaces.nics")}));
 }
 
-TEST_F(NotifyTest, AllowlistFileProblems) {
-  EXPECT_CS_ERROR(ConfigStoreException, 2000,
-                  "Notification allowlist " + allowlistPath_ + " missing.", ReadNotifyAllowlist());
-  WriteAllowlist(R"(["net.dns.resolver")");
-  EXPECT_CS_ERROR(InvalidArgumentException, 1081, "Failed to parse JSON file " + allowlistPath_,
-                  ReadNotifyAllowlist());
-  for (const char* wrongShape : {R"({"net.dns.resolver": true})", R"(["net.dns.resolver", 1])"}) {
-    WriteAllowlist(wrongShape);
-    EXPECT_CS_ERROR(ConfigStoreException, 2000, "Invalid JSON", ReadNotifyAllowlist());
-  }
-  WriteAllowlist(R"(["net.dns.resolver", "net.interfaces.*"])");
-  EXPECT_EQ(ReadNotifyAllowlist(),
-            (std::unordered_set<std::string>{"net.dns.resolver", "net.interfaces.*"}));
-}
-
-// A failed read is logged on every attempt and tried again; after the first
-// success the file is never read again.
-TEST_F(NotifyTest, TheAllowlistIsReadUntilItsFirstSuccessThenKept) {
-  const std::string missing = "Failed to read notify list: Notification allowlist " +
-                              allowlistPath_ + " missing.. Defaulting to empty list.";
-  InChild(
-      [this] {
-        NotifyIfAllowlisted(kResolver);
-        NotifyIfAllowlisted(kResolver);
-        WriteAllowlist(R"(["net.dns.resolver"])");
-        NotifyIfAllowlisted(kResolver);
-        WriteAllowlist("[]");
-        NotifyIfAllowlisted(kResolver);
-      },
-      {{1, missing}, {1, missing}}, {"net.dns.resolver", "net.dns.resolver"});
+// A connect that fails closes its socket; a peer that hung up must cost the
+// writer an error, not its life: the default action of SIGPIPE would end the
+// test process here.
+TEST_F(NotifyTest, SocketClientFailuresReportTheirCauseAndLeakNoSocket) {
+  HostSocketCalls() = SystemSocketCalls();
+  HostSocketCalls().close = CountingClose;
+  const std::string endpoint = root_.Path() + "/no-agent-here";
+  UdsClient client(endpoint);
+  EXPECT_EQ(RuntimeError([&] { client.Connect(); }),
+            "Failed to connect socket: No such file or directory");
+  EXPECT_EQ(closes, 1);
+  HostSocketCalls().connect = AcceptingConnect;
+  HostSocketCalls().socket = HungUpPeer;
+  client.Connect();
+  EXPECT_EQ(path, endpoint);
+  EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }), "Failed to send data: Broken pipe");
+  HostSocketCalls().write = HalfWrite;  // one write, no retry
+  EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }),
+            "Partial write: 5B written, expected 10B.");
 }
 
 }  // namespace
