@@ -70,7 +70,8 @@ RowList GetStoreContentsInternalST(const std::string& expression, const Connecti
 RowList GetUserConfigContents(const Connection& connection);
 RowList GetDesiredUserConfigContents(const Connection& connection);
 // The rows of the types shared with the smart network card. Attaches the
-// schema store as "ss" and leaves it attached on success.
+// schema store as "ss" and leaves it attached on success (so a second call
+// on the same connection fails with "Failed to attach schema store").
 RowList GetSmartnicConfiguration(const Connection& connection);
 RowMap Read(const std::string& table, const ConfigStoreObjectId& id, const Connection& connection,
             bool all);

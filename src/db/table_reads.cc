@@ -86,8 +86,10 @@ RowList GetDesiredUserConfigContents(const Connection& connection) {
   return GetStoreContentsInternalST(kDesiredExpression, connection, true);
 }
 
-// On success the schema store stays attached to the connection: callers that
-// read again on the same connection reuse it.
+// On success the schema store stays attached to the connection, which its
+// queries after this one may use; a second call on the same connection then
+// fails to attach. The pool closes a connection released with a database
+// attached, so no other holder ever sees the alias.
 RowList GetSmartnicConfiguration(const Connection& connection) {
   const std::string attach =
       FormatSql(kAttachSchemaStore, {HostPath(OrinSchemaStore::kSchemaStoreFile)});
