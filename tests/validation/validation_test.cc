@@ -219,5 +219,25 @@ TEST_F(StoredTypesTest, DocumentsAreCheckedAgainstTheirTypes) {
   EXPECT_EQ(faults("[]"), Found{"/"});
 }
 
+// The checkers no write calls: an object by its own identifier, a document
+// with the user tags, and a file applied to the host.
+TEST_F(StoredTypesTest, ObjectsDocumentsAndAppliedFiles) {
+  std::vector<ErrorInfo> errors;
+  const auto small = Object(R"({"name": "nic1", "mtu": 100})", nic_, kNic);
+  EXPECT_TRUE(validateObject(small, ACTION_EXISTS, errors, ""));
+  EXPECT_FALSE(validateObject(small, ACTION_VALIDATE, errors, ""));
+  EXPECT_FALSE(validateObject(Object("{}", nullptr), ACTION_EXISTS, errors, ""));
+  EXPECT_EQ(Entries(errors, true), (Found{"/mtu", "test/probe"}));
+  errors.clear();
+  const auto document = Object(R"({"net": {"dns": {"resolver": {"domain": 5}}}})", nullptr);
+  EXPECT_FALSE(ValidateDocument(document, errors));
+  EXPECT_EQ(Entries(errors, true), Found{"/net/dns/resolver/domain"});
+  const JDoc schema = Json(R"({"properties": {"old": {"deprecated": true}, "new": {}},
+                               "required": ["new"]})");
+  EXPECT_TRUE(ValidateApplyFile(Json(R"({"new": 1})"), schema));
+  EXPECT_CS_ERROR(ValidationException, 1091, "Failed to validate Apply JSON file",
+                  ValidateApplyFile(Json(R"({"old": 1})"), schema));
+}
+
 }  // namespace
 }  // namespace OrinConfigStore
