@@ -19,7 +19,7 @@ StoreObject BuildKernelOptions() {
   options.SetValue("bootDelay", 5);
   options.SetValue("console", "com1");
   options.SetValue("quiet", true);
-  options.SetValue("modules", std::vector<std::string>{"vmxnet", "nvme"});
+  options.SetValue("modules", std::vector<std::string>{"netdev", "nvme"});
   options.AppendValue("modules", "iscsi");
   const unsigned char key[] = {0xde, 0xad, 0xbe, 0xef};
   options.SetValueBinary("bootKey", key, sizeof key);
