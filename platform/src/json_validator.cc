@@ -22,6 +22,7 @@ constexpr const char* kRootField = "/";
 constexpr const char* kSchemaUnusable = "schema cannot be used: %s";
 constexpr const char* kValidationFailed = "validation could not run: %s";
 constexpr const char* kUnknownFailure = "unknown failure";
+constexpr const char* kNotUtf8 = "text is not valid UTF-8";
 
 std::size_t PointerDepth(const std::string& pointer) {
   return static_cast<std::size_t>(std::count(pointer.begin(), pointer.end(), '/'));
@@ -57,6 +58,11 @@ ValidatorErrors Unusable(const std::string& reason) {
 // fault, and before the tag walk relies on its references.
 ValidatorErrors CollectErrors(const JVal& schema, const JVal& value,
                               const std::unordered_set<int>& tags) {
+  // Text that is not UTF-8 never reaches valijson, whose string length
+  // checks read past their tables on it. Parsing refuses such text, but a
+  // setter can still put any bytes in a member.
+  std::string notUtf8;
+  if (!IsValidUtf8Text(value, &notUtf8)) return {ValidatorError{notUtf8, kNotUtf8}};
   std::string text;
   ConfigStoreDocument::SerializeValue(schema, text);
   const auto full = CompiledSchemaFor(schema, text, SchemaVariant::kAll);

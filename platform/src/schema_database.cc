@@ -151,7 +151,7 @@ std::unique_ptr<SchemaObject> SchemaReader::Read(const std::string& component,
   const bool bootExempt = select_.ColumnInt(3) != 0;
   select_.Reset();
   auto schema = std::make_unique<JDoc>();
-  if (!ConfigStoreDocument::Parse(*schema, text.data(), text.size())) {
+  if (!ConfigStoreDocument::ParseStored(*schema, text.data(), text.size())) {
     CSLogger::Log(0, kLogUnreadableRow, component.c_str(), group.c_str(), key.c_str());
     return nullptr;
   }

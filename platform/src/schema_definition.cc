@@ -18,6 +18,7 @@ using OrinConfigStore::JsonValidator;
 using OrinConfigStore::JVal;
 
 constexpr const char* kErrorPrefix = "Invalid schema definition in ";
+constexpr const char* kNotJson = "not valid JSON";
 constexpr std::size_t kReportedValidationErrors = 3;
 // Defaults hold members of every source, so they are checked as a full set.
 const std::unordered_set<int> kDefaultConfigTags{0, 1, 7, 8};
@@ -194,8 +195,9 @@ std::vector<SchemaDefinition> ReadSchemaDefinitions(const std::string& text,
                                                     const std::string& source) {
   DefinitionError error(source);
   JDoc document;
-  if (!ConfigStoreDocument::Parse(document, text.data(), text.size())) {
-    error.Fail("not valid JSON");
+  std::string problem;
+  if (!ConfigStoreDocument::Parse(document, text.data(), text.size(), &problem)) {
+    error.Fail(problem.empty() ? kNotJson : problem);
   }
   if (!document.IsObject() && !document.IsArray()) {
     error.Fail("expected a definition object or an array of them");

@@ -7,6 +7,7 @@
 
 #include "config_writes.h"
 #include "configstore/exceptions.h"
+#include "json/document.h"
 #include "objects/config_store_object_internal.h"
 #include "objects/filter_object_impl.h"
 #include "objects/object_merge.h"
@@ -119,9 +120,10 @@ void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& obje
     throw ConfigStoreException(kNotPartOfDesired);
   }
   // Without an applied value the restored part is all there is.
-  if (!applied)
-    applied = CreateObject(id, CreateDocumentFromString(object->GetSerializedData()), schema);
-  else
+  if (!applied) {
+    const std::string data = object->GetSerializedData();
+    applied = CreateObject(id, CreateDocumentFromStoredText(data.data(), data.size()), schema);
+  } else
     UpdateConfigInternal(applied, object, &schema->GetInstanceKeyMap());
   if (!ExecuteStatement(connection, FormatSql(kWriteRestored, IdentifierParts(id)),
                         {applied->GetSerializedData()})) {

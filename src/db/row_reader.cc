@@ -71,7 +71,7 @@ std::shared_ptr<ConfigStoreObject> RowLayers::Merged(std::initializer_list<const
   std::shared_ptr<ConfigStoreObject> merged;
   for (const char* text : texts) {
     if (text == nullptr) continue;
-    const auto layer = CreateDocumentFromText(text, std::strlen(text));
+    const auto layer = CreateDocumentFromStoredText(text, std::strlen(text));
     if (merged == nullptr) {
       merged = Wrap(layer);
       continue;

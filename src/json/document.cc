@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
+#include <vector>
 
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -21,6 +23,9 @@ struct PooledDocument {
 };
 
 constexpr const char* kLogTooDeep = "JSON text nests deeper than %zu levels";
+constexpr const char* kDuplicateMember = "duplicate member \"";
+constexpr const char* kDuplicateAt = "\" at ";
+constexpr unsigned kOutsideParseFlags = rapidjson::kParseValidateEncodingFlag;
 
 // The deepest nesting of the text's arrays and objects, counting brackets
 // outside strings; stops counting once past `limit`. Malformed text is left
@@ -45,6 +50,71 @@ std::size_t NestingDepth(const char* text, std::size_t length, std::size_t limit
   return deepest;
 }
 
+// The depth check every parse makes before rapidjson sees the text.
+bool NestsTooDeep(const char* text, std::size_t length) {
+  // Each level needs at least one bracket: a shorter text cannot nest too
+  // deep, and skips the scan (most stored values are short).
+  if (length <= ConfigStoreDocument::kMaxNestingDepth ||
+      NestingDepth(text, length, ConfigStoreDocument::kMaxNestingDepth) <=
+          ConfigStoreDocument::kMaxNestingDepth) {
+    return false;
+  }
+  CSLogger::Log(1, kLogTooDeep, ConfigStoreDocument::kMaxNestingDepth);
+  return true;
+}
+
+std::string_view View(const JVal& text) { return {text.GetString(), text.GetStringLength()}; }
+
+// The first member name that `object` repeats, or null.
+const JVal* RepeatedName(const JVal& object) {
+  std::vector<const JVal*> names;
+  names.reserve(object.MemberCount());
+  for (const auto& member : object.GetObject()) names.push_back(&member.name);
+  std::stable_sort(names.begin(), names.end(),
+                   [](const JVal* a, const JVal* b) { return View(*a) < View(*b); });
+  const auto repeated =
+      std::adjacent_find(names.begin(), names.end(),
+                         [](const JVal* a, const JVal* b) { return View(*a) == View(*b); });
+  return repeated == names.end() ? nullptr : *repeated;
+}
+
+// The fault of a text: a string or member name that is not UTF-8, or a
+// repeated member name; `pointer` is built only when there is one, from the
+// innermost step out.
+enum class Fault { kNone, kNotUtf8, kRepeated };
+
+Fault Prefixed(Fault fault, const std::string& token, std::string* pointer) {
+  if (fault != Fault::kNone) *pointer = ChildPointer(std::string(), token) + *pointer;
+  return fault;
+}
+
+// The first fault below `value`. Repeated names are faults only when
+// `repeated` is given, which then receives the name.
+Fault FindFault(const JVal& value, std::string* repeated, std::string* pointer) {
+  if (value.IsString()) {
+    return IsValidUtf8(value.GetString(), value.GetStringLength()) ? Fault::kNone : Fault::kNotUtf8;
+  }
+  if (value.IsArray()) {
+    for (rapidjson::SizeType i = 0; i < value.Size(); ++i) {
+      const Fault fault = FindFault(value[i], repeated, pointer);
+      if (fault != Fault::kNone) return Prefixed(fault, std::to_string(i), pointer);
+    }
+    return Fault::kNone;
+  }
+  if (!value.IsObject()) return Fault::kNone;
+  if (const JVal* name = repeated != nullptr ? RepeatedName(value) : nullptr) {
+    *repeated = View(*name);
+    return Prefixed(Fault::kRepeated, *repeated, pointer);
+  }
+  for (const auto& member : value.GetObject()) {
+    const std::string_view name = View(member.name);
+    Fault fault = IsValidUtf8(name.data(), name.size()) ? Fault::kNone : Fault::kNotUtf8;
+    if (fault == Fault::kNone) fault = FindFault(member.value, repeated, pointer);
+    if (fault != Fault::kNone) return Prefixed(fault, std::string(name), pointer);
+  }
+  return Fault::kNone;
+}
+
 }  // namespace
 
 std::shared_ptr<JDoc> ConfigStoreDocument::NewDocument() {
@@ -52,14 +122,23 @@ std::shared_ptr<JDoc> ConfigStoreDocument::NewDocument() {
   return std::shared_ptr<JDoc>(pooled, &pooled->document);
 }
 
-bool ConfigStoreDocument::Parse(JDoc& document, const char* text, std::size_t length) {
-  // Each level needs at least one bracket: a shorter text cannot nest too
-  // deep, and skips the scan (most stored values are short).
-  if (length > kMaxNestingDepth &&
-      NestingDepth(text, length, kMaxNestingDepth) > kMaxNestingDepth) {
-    CSLogger::Log(1, kLogTooDeep, kMaxNestingDepth);
-    return false;
+bool ConfigStoreDocument::Parse(JDoc& document, const char* text, std::size_t length,
+                                std::string* problem) {
+  if (problem != nullptr) problem->clear();
+  if (NestsTooDeep(text, length)) return false;
+  document.Parse<kOutsideParseFlags>(text, length);
+  if (document.HasParseError()) return false;
+  std::string name;
+  std::string pointer;
+  const Fault fault = FindFault(document, &name, &pointer);
+  if (fault == Fault::kRepeated && problem != nullptr) {
+    *problem = kDuplicateMember + name + kDuplicateAt + pointer;
   }
+  return fault == Fault::kNone;
+}
+
+bool ConfigStoreDocument::ParseStored(JDoc& document, const char* text, std::size_t length) {
+  if (NestsTooDeep(text, length)) return false;
   document.Parse(text, length);
   return !document.HasParseError();
 }
@@ -140,6 +219,54 @@ std::string ChildPointer(const std::string& parent, const std::string& token) {
     }
   }
   return pointer;
+}
+
+bool IsValidUtf8(const char* text, std::size_t length) {
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text);
+  for (std::size_t i = 0; i < length;) {
+    const unsigned lead = bytes[i];
+    std::size_t extra = 0;
+    unsigned codePoint = lead;
+    unsigned smallest = 0;
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    } else if ((lead & 0xE0) == 0xC0) {
+      extra = 1, codePoint = lead & 0x1F, smallest = 0x80;
+    } else if ((lead & 0xF0) == 0xE0) {
+      extra = 2, codePoint = lead & 0x0F, smallest = 0x800;
+    } else if ((lead & 0xF8) == 0xF0) {
+      extra = 3, codePoint = lead & 0x07, smallest = 0x10000;
+    } else {
+      return false;
+    }
+    if (length - i <= extra) return false;
+    for (std::size_t k = 1; k <= extra; ++k) {
+      if ((bytes[i + k] & 0xC0) != 0x80) return false;
+      codePoint = (codePoint << 6) | (bytes[i + k] & 0x3F);
+    }
+    if (codePoint < smallest || codePoint > 0x10FFFF ||
+        (codePoint >= 0xD800 && codePoint <= 0xDFFF)) {
+      return false;
+    }
+    i += extra + 1;
+  }
+  return true;
+}
+
+bool FindRepeatedMember(const JVal& value, std::string* pointer) {
+  std::string name;
+  std::string found;
+  if (FindFault(value, &name, &found) != Fault::kRepeated) return false;
+  if (pointer != nullptr) *pointer = found;
+  return true;
+}
+
+bool IsValidUtf8Text(const JVal& value, std::string* pointer) {
+  std::string found;
+  if (FindFault(value, nullptr, &found) == Fault::kNone) return true;
+  if (pointer != nullptr) *pointer = found.empty() ? "/" : found;
+  return false;
 }
 
 }  // namespace OrinConfigStore

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "configstore/error_codes.h"
 #include "configstore/json.h"
 #include "configstore/json_doc.h"
 
@@ -26,10 +27,23 @@ class ConfigStoreDocument {
   // configuration stays within a few dozen levels.
   static constexpr std::size_t kMaxNestingDepth = 512;
 
-  // Parses `length` characters of `text` into `document` with rapidjson's
-  // default flags. False when the text is not one JSON value or nests deeper
-  // than kMaxNestingDepth (which is logged at priority 1).
-  static bool Parse(JDoc& document, const char* text, std::size_t length);
+  // Parses `length` characters of text that comes from outside the library
+  // (callers, files, the tool's input) into `document`. False when the text
+  // is not one JSON value, nests deeper than kMaxNestingDepth (logged at
+  // priority 1), is not valid UTF-8 (raw, or once its \u escapes are
+  // decoded), or repeats a member name within one object; for a repeated
+  // name `problem`, when given, becomes `duplicate member "<name>" at
+  // <pointer>`, and stays empty otherwise. Text that is not UTF-8 would
+  // reach the validator's string checks, which read past their tables on
+  // it; a repeated name lets the validator and the accessors see different
+  // members.
+  static bool Parse(JDoc& document, const char* text, std::size_t length,
+                    std::string* problem = nullptr);
+
+  // Parses text the library wrote itself (stored rows and schemas, its own
+  // serialisations) as it was written: only the nesting limit is checked,
+  // so that what earlier versions stored stays readable.
+  static bool ParseStored(JDoc& document, const char* text, std::size_t length);
 
   // Writes the compact JSON text of `value` to `out`. A value without a JSON
   // text (a NaN or infinite number) raises ConfigStoreException 2000
@@ -88,9 +102,29 @@ const JVal* FindInstance(const JVal& instances, const std::string& instanceKey,
 // key raises "Invalid JSON".
 void SetMemberEx(JVal& object, const char* key, const JVal& value, JAllocator& allocator);
 
-// CreateDocumentFromString without a string: for text that lives elsewhere,
-// such as a database row.
-std::shared_ptr<JsonDoc> CreateDocumentFromText(const char* text, std::size_t length);
+// A new document of text the library wrote itself (ParseStored), such as a
+// database row or an object's own serialisation. Text that does not parse
+// raises InvalidArgumentException 1080 "Failed to parse JSON String".
+std::shared_ptr<JsonDoc> CreateDocumentFromStoredText(const char* text, std::size_t length);
+
+// Raises InvalidArgumentException `code` (1080 or 1081) for text that
+// ConfigStoreDocument::Parse refused: the code's message (filled with
+// `path`, for 1081), followed by ": <problem>" when there is one.
+[[noreturn]] void ThrowUnparsable(CSErrorCodes code, const std::string& problem,
+                                  const char* path = nullptr);
+
+// Whether `length` bytes of `text` are UTF-8 as Unicode defines it: no
+// overlong forms, surrogates or code points past U+10FFFF.
+bool IsValidUtf8(const char* text, std::size_t length);
+
+// Whether an object in `value` repeats a member name, looked for up to the
+// first text that is not valid UTF-8; `pointer` then becomes the JSON
+// pointer of the repeated member.
+bool FindRepeatedMember(const JVal& value, std::string* pointer);
+
+// Whether every string and member name in `value` is valid UTF-8; when not,
+// `pointer` becomes the JSON pointer of the first that is not.
+bool IsValidUtf8Text(const JVal& value, std::string* pointer);
 
 // The JSON pointer of member or element `token` below `parent`, with "~" and
 // "/" in the token escaped as "~0" and "~1".

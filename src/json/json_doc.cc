@@ -8,6 +8,7 @@
 
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
+#include "errors/format.h"
 #include "json/document.h"
 
 namespace OrinConfigStore {
@@ -19,6 +20,7 @@ constexpr const char* kMissingInstance = "Subobject instance does not exists.";
 constexpr const char* kLogMissingSubObject = "Cannot find subobject %s";
 constexpr const char* kLogMissingInstance = "Cannot find subobject instance %s=%s";
 constexpr const char* kGeneratedIdMember = "cs_generated_id";
+constexpr const char* kProblemSeparator = ": ";
 
 JVal& Step(JVal& current, const JsonNode& node) {
   if (!ConfigStoreDocument::ValueExists(current, node.key.c_str())) {
@@ -53,15 +55,26 @@ JVal* JsonDoc::GetJsonValuePtr() const {
 std::shared_ptr<JsonDoc> CreateDocument() { return std::make_shared<JsonDoc>(); }
 
 std::shared_ptr<JsonDoc> CreateDocumentFromString(const std::string& text) {
-  return CreateDocumentFromText(text.data(), text.size());
+  std::shared_ptr<JsonDoc> document = CreateDocument();
+  std::string problem;
+  if (!ConfigStoreDocument::Parse(document->GetDocument(), text.data(), text.size(), &problem)) {
+    ThrowUnparsable(CS_ERR_JSON_PARSE_STRING, problem);
+  }
+  return document;
 }
 
-std::shared_ptr<JsonDoc> CreateDocumentFromText(const char* text, std::size_t length) {
+std::shared_ptr<JsonDoc> CreateDocumentFromStoredText(const char* text, std::size_t length) {
   std::shared_ptr<JsonDoc> document = CreateDocument();
-  if (!ConfigStoreDocument::Parse(document->GetDocument(), text, length)) {
+  if (!ConfigStoreDocument::ParseStored(document->GetDocument(), text, length)) {
     ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_STRING);
   }
   return document;
+}
+
+void ThrowUnparsable(CSErrorCodes code, const std::string& problem, const char* path) {
+  if (problem.empty()) ThrowException<InvalidArgumentException>(code, path);
+  throw InvalidArgumentException(
+      code, Str_Format(GetErrorTemplate(code), path) + kProblemSeparator + problem);
 }
 
 std::string SerializeJson(const JVal& value) {
@@ -78,9 +91,10 @@ std::shared_ptr<JsonDoc> CreateDocumentFromFile(const std::string& path) {
   content << stream.rdbuf();
   std::shared_ptr<JsonDoc> document = CreateDocument();
   const std::string text = content.str();
+  std::string problem;
   if (!stream.is_open() || stream.bad() ||
-      !ConfigStoreDocument::Parse(document->GetDocument(), text.data(), text.size())) {
-    ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_FILE, path.c_str());
+      !ConfigStoreDocument::Parse(document->GetDocument(), text.data(), text.size(), &problem)) {
+    ThrowUnparsable(CS_ERR_JSON_PARSE_FILE, problem, path.c_str());
   }
   return document;
 }

@@ -94,8 +94,9 @@ std::string DriftObject::GetOperation() const { return operation_; }
 DriftObjectImpl::DriftObjectImpl(const ConfigStoreObjectId& id, const std::string& driftText,
                                  std::string operation)
     : DriftObject(id, std::move(operation)) {
-  if (!ConfigStoreDocument::Parse(data_, driftText.data(), driftText.size())) {
-    ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_STRING);
+  std::string problem;
+  if (!ConfigStoreDocument::Parse(data_, driftText.data(), driftText.size(), &problem)) {
+    ThrowUnparsable(CS_ERR_JSON_PARSE_STRING, problem);
   }
 }
 

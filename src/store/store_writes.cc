@@ -9,6 +9,7 @@
 #include "db/config_reads.h"
 #include "db/config_writes.h"
 #include "db/transaction.h"
+#include "json/document.h"
 #include "notify/notify.h"
 #include "objects/config_store_object_impl.h"
 #include "objects/config_store_object_internal.h"
@@ -51,8 +52,9 @@ SchemaPtr CheckedSchema(const std::shared_ptr<ConfigStoreObject>& object) {
 // A copy of `object` that shares nothing with it.
 std::shared_ptr<ConfigStoreObject> Copy(const std::shared_ptr<ConfigStoreObject>& object,
                                         const SchemaPtr& schema) {
+  const std::string data = object->GetSerializedData();
   return CreateObject(object->GetConfigStoreObjectId(),
-                      CreateDocumentFromString(object->GetSerializedData()), schema);
+                      CreateDocumentFromStoredText(data.data(), data.size()), schema);
 }
 
 }  // namespace

@@ -30,6 +30,7 @@ using OrinSchemaStore::kVitalMark;
 constexpr int kErrorPriority = 0;
 
 constexpr const char* kNotAnObject = "INCORRECT TYPE: expected object.";
+constexpr const char* kRepeatedMember = "member name is repeated";
 constexpr const char* kSchemaNotFound = "Schema not found.";
 constexpr const char* kLogCompletedWithErrors = "validate completed with errors";
 constexpr const char* kLogCompletedSuccessfully = "validate completed successfully";
@@ -211,6 +212,13 @@ bool ValidateDocumentWithCache(const JVal& document, const TagSet& tags,
                                std::vector<ErrorInfo>& errors) {
   if (!document.IsObject()) {
     errors.push_back(ErrorInfo{kRootField, kNotAnObject});
+    return false;
+  }
+  // A repeated member would show the validator one value and the writes
+  // another.
+  std::string repeated;
+  if (FindRepeatedMember(document, &repeated)) {
+    errors.push_back(ErrorInfo{repeated, kRepeatedMember});
     return false;
   }
   if (!cache) cache = OrinSchemaStore::SchemaStore::GetCache();

@@ -71,6 +71,33 @@ TEST(CreateDocument, ParsesTextOrFilesOrRefusesThem) {
   EXPECT_FALSE(FileExists(root.Path() + "/missing.json"));
 }
 
+// Text from outside must be UTF-8, escapes included, with one member of each
+// name per object; text the library stored itself is read as written.
+TEST(CreateDocument, RefusesTextThatIsNotUtf8OrRepeatsAMember) {
+  EXPECT_NO_THROW(CreateDocumentFromString(
+      "{\"\xc3\xa9\": \"\xf0\x9f\x98\x80 \\ud83d\\ude00 \\u00e9\", \"a\": {\"a\": 1}}"));
+  for (const char* bad : {"[\"\xff\"]", "{\"\xc0\xaf\": 1}", "[\"\xed\xa0\x80\"]",
+                          "[\"\xf4\x90\x80\x80\"]", "[\"\\udc00\"]", "[\"\xe2\x82\"]"}) {
+    EXPECT_CS_ERROR(InvalidArgumentException, 1080, "Failed to parse JSON String",
+                    CreateDocumentFromString(bad));
+  }
+  const std::string repeated = R"({"x": [{"reals": [1.5], "n": 1, "reals": [true]}]})";
+  EXPECT_CS_ERROR(InvalidArgumentException, 1080,
+                  "Failed to parse JSON String: duplicate member \"reals\" at /x/0/reals",
+                  CreateDocumentFromString(repeated));
+  cstest::TempRoot root;
+  const std::string file = root.WriteFile("repeated.json", repeated);
+  EXPECT_CS_ERROR(
+      InvalidArgumentException, 1081,
+      "Failed to parse JSON file " + file + ": duplicate member \"reals\" at /x/0/reals",
+      CreateDocumentFromFile(file));
+  EXPECT_NO_THROW(CreateDocumentFromStoredText(repeated.data(), repeated.size()));
+  std::string where;
+  EXPECT_FALSE(IsValidUtf8Text(
+      CreateDocumentFromStoredText("{\"a\": [\"\xff\"]}", 14)->GetDocument(), &where));
+  EXPECT_EQ(where, "/a/0");
+}
+
 TEST(ClearGeneratedInstanceId, RemovesTheMemberAtEveryDepth) {
   auto doc = CreateDocumentFromString(R"([
     {"cs_generated_id": "1", "name": "a", "sub": {"cs_generated_id": "2", "x": 1}},

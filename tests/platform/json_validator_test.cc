@@ -159,6 +159,18 @@ TEST(JsonValidator, MessagesNameTheProblem) {
                      {"/addresses/2/address", "duplicate instance id \"a\""}}));
 }
 
+// Text that is not UTF-8 (a setter can still store it) is one error at its
+// member, and valijson's string checks, which misread it, never see it.
+TEST(JsonValidator, TextThatIsNotUtf8IsOneErrorAtItsMember) {
+  const std::string text = "{\"name\": \"n\xff\", \"mtu\": 1}";
+  JDoc value;
+  ASSERT_TRUE(ConfigStoreDocument::ParseStored(value, text.data(), text.size()));
+  JDoc result;
+  JsonValidator::Validate(Json(R"({"properties": {"name": {"minLength": 2, "maxLength": 3}}})"),
+                          value, result, {0, 1, 8}, "");
+  EXPECT_EQ(SerializeJson(result), R"([{"field":"/name","error":"text is not valid UTF-8"}])");
+}
+
 // Whatever the tags: the whole schema compiles first.
 TEST(JsonValidator, UnusableSchemaIsOneErrorAtTheRoot) {
   const char* bad[] = {

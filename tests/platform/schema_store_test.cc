@@ -68,6 +68,8 @@ TEST(SchemaDefinitions, RefusedWithTheFirstProblem) {
   const std::string fields = R"({"properties": {"id": {"type": "string", "instanceId": true}}})";
   const std::pair<std::string, std::string> refused[] = {
       {"{", "not valid JSON"},
+      {second("x", R"({"type": "object", "type": "array"})"),
+       "duplicate member \"type\" at /1/schema/type"},
       {second("x'y", "{}"), "definition 2: \"key\" contains a quote"},
       {second("x", R"({"type": "array"})"), x + "\"schema\" must describe a JSON object"},
       {second("x", R"({"properties": {"id": {}}})", R"("nonSingleton": true)"),

@@ -217,6 +217,8 @@ TEST_F(StoredTypesTest, DocumentsAreCheckedAgainstTheirTypes) {
                        "test": {"disk pools": {"disks": [{"id": "d0", "sizeGb": 0}]}}})"),
             (Found{"/net/interfaces/nics/1/name", "/test/disk pools/disks/0/sizeGb"}));
   EXPECT_EQ(faults("[]"), Found{"/"});
+  EXPECT_EQ(faults(R"({"net": {"dns": {"resolver": {"domain": "a", "domain": "b"}}}})"),
+            Found{"/net/dns/resolver/domain"});
 }
 
 // The checkers no write calls: an object by its own identifier, a document

@@ -55,8 +55,10 @@ class JsonValidator {
   // the offending member, "/" for the root>, "error": <text>} per problem
   // found: all problems, deepest first, without wrapper messages of the kind
   // "failed to validate against the schema of property x". A schema that
-  // cannot be compiled gives one error at "/" (never a crash). `context` is
-  // not used. Compiled schemas are cached, so repeated validations against
+  // cannot be compiled gives one error at "/" (never a crash); a value
+  // holding a string or member name that is not valid UTF-8 gives one error,
+  // "text is not valid UTF-8" at that member, and is not judged further.
+  // `context` is not used. Compiled schemas are cached, so repeated validations against
   // the same schema do not recompile it. Thread-safe.
   static void Validate(const JVal& schema, const JVal& value, JDoc& result,
                        const std::unordered_set<int>& tags, const std::string& context);
