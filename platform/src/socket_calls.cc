@@ -1,5 +1,6 @@
 #include "platform/socket_calls.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -18,7 +19,7 @@ ssize_t WriteWithoutSignal(int fd, const void* buffer, std::size_t count) {
 }  // namespace
 
 SocketCalls SystemSocketCalls() {
-  return SocketCalls{::socket, ::connect, WriteWithoutSignal, ::close};
+  return SocketCalls{::socket, ::connect, WriteWithoutSignal, ::close, ::poll, ::getsockopt};
 }
 
 SocketCalls& HostSocketCalls() {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/format.hpp>
 #include <exception>
 #include <memory>
@@ -41,6 +42,8 @@ constexpr const char* kRequestTemplate =
     "POST /api HTTP/1.1\r\nContent-Length: %1%\r\nContent-Type: application/json\r\n\r\n%2%";
 
 constexpr const char* kPatternSuffix = ".*";
+constexpr const char* kLogBudgetSpent =
+    "The agent took too long; notifications from %s on are dropped";
 
 std::string BuildRequest(const std::string& objectName) {
   const std::string body = (boost::format(kBodyTemplate) % objectName % getpid()).str();
@@ -48,10 +51,10 @@ std::string BuildRequest(const std::string& objectName) {
 }
 
 // One connection per notification; the client closes it on leaving scope.
-void SendToAgent(const std::string& objectName) {
+void SendToAgent(const std::string& objectName, std::chrono::milliseconds budget) {
   const std::string request = BuildRequest(objectName);
   try {
-    UdsClient client(kWardenEndpoint);
+    UdsClient client(kWardenEndpoint, budget);
     client.Connect();
     client.Send(request);
   } catch (const std::exception& e) {
@@ -90,7 +93,10 @@ const std::unordered_set<std::string>& GetNotifyAllowlist() {
   return allowlist;
 }
 
-void NotifyIfAllowlisted(const ConfigStoreObjectId& id) {
+namespace {
+
+// The notification of one change, the agent given `budget` at most.
+void NotifyWithin(const ConfigStoreObjectId& id, std::chrono::milliseconds budget) {
   if (!IsWardenNotificationEnabled()) return;
   // The instance id is left out: the agent learns which type changed.
   const std::string groupName = id.component + "." + id.group;
@@ -105,7 +111,26 @@ void NotifyIfAllowlisted(const ConfigStoreObjectId& id) {
     return;
   }
   // ".*" is a literal suffix of a group entry, not a regular expression.
-  if (allowlist->count(name) != 0 || allowlist->count(groupPattern) != 0) SendToAgent(name);
+  if (allowlist->count(name) != 0 || allowlist->count(groupPattern) != 0) {
+    SendToAgent(name, budget);
+  }
+}
+
+}  // namespace
+
+void NotifyIfAllowlisted(const ConfigStoreObjectId& id) { NotifyWithin(id, kNotificationBudget); }
+
+void NotifyIfAllowlisted(const std::vector<ConfigStoreObjectId>& ids) {
+  const auto deadline = std::chrono::steady_clock::now() + kWriteNotificationBudget;
+  for (const ConfigStoreObjectId& id : ids) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) {
+      CSLogger::Log(2, kLogBudgetSpent, id.toString().c_str());
+      return;
+    }
+    NotifyWithin(id, std::min(kNotificationBudget, left));
+  }
 }
 
 }  // namespace OrinConfigStore

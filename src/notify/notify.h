@@ -7,8 +7,10 @@
 // is on the notification allowlist. A notification never fails the store
 // operation that caused it: every failure is logged and swallowed.
 
+#include <chrono>
 #include <string>
 #include <unordered_set>
+#include <vector>
 
 #include "configstore/object_id.h"
 
@@ -32,8 +34,17 @@ std::unordered_set<std::string> ReadNotifyAllowlist();
 // The allowlist, read once per process after the first successful read.
 const std::unordered_set<std::string>& GetNotifyAllowlist();
 
+// How long the agent may hold up one notification, and the notifications of
+// one write together, whatever state it is in (missing, dead, never
+// accepting, never reading): a write never waits longer for it.
+constexpr std::chrono::milliseconds kNotificationBudget{250};
+constexpr std::chrono::milliseconds kWriteNotificationBudget{1000};
+
 // The whole notification for one changed object; reports nothing.
 void NotifyIfAllowlisted(const ConfigStoreObjectId& id);
+// The notifications of one write, in order; once kWriteNotificationBudget is
+// spent the rest are dropped, which is logged.
+void NotifyIfAllowlisted(const std::vector<ConfigStoreObjectId>& ids);
 
 }  // namespace OrinConfigStore
 

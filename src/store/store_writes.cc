@@ -66,7 +66,7 @@ void ConfigStoreImpl::RunInTransaction(const char* operation,
                                        const std::vector<ConfigStoreObjectId>& changed,
                                        const std::function<void()>& work) {
   OrinConfigStore::RunInTransaction(connection_, TransactionPolicy::ForOperation(operation), work);
-  for (const ConfigStoreObjectId& id : changed) NotifyIfAllowlisted(id);
+  NotifyIfAllowlisted(changed);
 }
 
 void ConfigStoreImpl::Set(std::shared_ptr<ConfigStoreObject> object,

@@ -12,6 +12,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -134,7 +136,7 @@ TEST_F(NotifyTest, SocketClientFailuresReportTheirCauseAndLeakNoSocket) {
   HostSocketCalls() = SystemSocketCalls();
   HostSocketCalls().close = CountingClose;
   const std::string endpoint = root_.Path() + "/no-agent-here";
-  UdsClient client(endpoint);
+  UdsClient client(endpoint, kNotificationBudget);
   EXPECT_EQ(RuntimeError([&] { client.Connect(); }),
             "Failed to connect socket: No such file or directory");
   EXPECT_EQ(closes, 1);
@@ -146,6 +148,37 @@ TEST_F(NotifyTest, SocketClientFailuresReportTheirCauseAndLeakNoSocket) {
   HostSocketCalls().write = HalfWrite;  // one write, no retry
   EXPECT_EQ(RuntimeError([&] { client.Send("0123456789"); }),
             "Partial write: 5B written, expected 10B.");
+}
+
+// An agent that listens but never accepts: once its backlog is full, a
+// blocking connect would wait for ever, and every later write with it. Each
+// notification gives up within its budget instead (the alarm turns a hang
+// into a failure), and says why in the log.
+TEST_F(NotifyTest, AnAgentThatNeverAcceptsHoldsNoWriteUp) {
+  HostSocketCalls() = SystemSocketCalls();
+  WriteAllowlist(R"(["net.interfaces.*"])");
+  const std::string cwd = std::filesystem::current_path();
+  std::filesystem::current_path(root_.Path());
+  const int agent = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strcpy(address.sun_path, kWardenEndpoint);
+  ASSERT_EQ(::bind(agent, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  ASSERT_EQ(::listen(agent, 1), 0);
+  cstest::LogCapture log;
+  alarm(30);
+  for (int i = 0; i < 4; ++i) NotifyIfAllowlisted(kNic);
+  NotifyIfAllowlisted(std::vector<ConfigStoreObjectId>(8, kNic));
+  alarm(0);
+  std::filesystem::current_path(cwd);
+  ::close(agent);
+  const std::string timedOut =
+      "Error while sending notification for config object "
+      "'net.interfaces.nics' to Warden: Failed to connect socket: "
+      "timed out after 250 ms";
+  EXPECT_TRUE(log.Contains(2, timedOut));
+  EXPECT_TRUE(log.Contains(
+      2, "The agent took too long; notifications from " + kNic.toString() + " on are dropped"));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 // gathered in one replaceable table so that tests can make a connect fail or
 // a write come up short without a misbehaving peer.
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/types.h>
 
@@ -19,6 +20,8 @@ struct SocketCalls {
   int (*connect)(int fd, const sockaddr* address, socklen_t length);
   ssize_t (*write)(int fd, const void* buffer, std::size_t count);
   int (*close)(int fd);
+  int (*poll)(pollfd* fds, nfds_t count, int timeoutMs);
+  int (*getsockopt)(int fd, int level, int name, void* value, socklen_t* length);
 };
 
 // The real system calls.
