@@ -146,6 +146,19 @@ CONFIGSTORE_API std::string GetKeyValue(const std::string& key);
 // from database.": boot-time protection fails closed.
 CONFIGSTORE_API bool IsBoot();
 
+// The cause behind the library's fixed failure texts ("Write config
+// instances failed", "Commit transaction failed.", "Failed to connect to
+// database", ...): what the database said of the last failure of a database
+// call on the calling thread. `code` is SQLite's result code (5 busy: try
+// again later; 8 read-only; 11 damaged; 13 disk full; 14 cannot open) and 0
+// when no call of this thread has failed. Read it right after catching the
+// exception: only the next failure replaces it.
+struct DatabaseFailure {
+  int code = 0;
+  std::string message;
+};
+CONFIGSTORE_API DatabaseFailure GetLastDatabaseFailure();
+
 }  // namespace OrinConfigStore
 
 #endif  // CONFIGSTORE_CONFIG_STORE_H_

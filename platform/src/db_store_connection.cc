@@ -54,6 +54,7 @@ bool Identify(const std::string& path, FileId* file) {
   if (stat(path.c_str(), &status) != 0) {
     const std::error_code missing(errno, std::generic_category());
     CSLogger::Log(0, kLogCannotOpen, path.c_str(), missing.message().c_str());
+    RecordFailure(SQLITE_CANTOPEN, missing.message());
     return false;
   }
   file->device = status.st_dev;
@@ -67,22 +68,33 @@ bool KnownType(Type type) {
   return false;
 }
 
-// Opens `path` read-write in WAL mode with synchronous=FULL; null, logged,
-// when that fails.
-std::unique_ptr<SqliteDb> OpenConfigured(const std::string& path) {
+// See StoreConnection::Open.
+std::unique_ptr<SqliteDb> OpenConfigured(const std::string& path, bool* immutable) {
+  *immutable = false;
   std::string error;
-  auto db = SqliteDb::Open(path, SqliteDb::Mode::kReadWrite, &error);
-  if (db == nullptr || !SetWal(*db, &error) || !db->Exec(kSynchronousFull, &error)) {
-    CSLogger::Log(0, kLogCannotOpen, path.c_str(), error.c_str());
-    return nullptr;
+  int code = SQLITE_CANTOPEN;
+  auto db = SqliteDb::Open(path, SqliteDb::Mode::kReadWrite, &error, &code);
+  if (db != nullptr && db->ReadOnly()) {
+    db = SqliteDb::OpenReader(path, &error, &code, immutable);
+    if (db != nullptr) return db;
+  } else if (db != nullptr) {
+    if (SetWal(*db, &error) && db->Exec(kSynchronousFull, &error)) {
+      db->PersistWal();
+      return db;
+    }
+    code = db->LastErrorCode();
   }
-  return db;
+  CSLogger::Log(0, kLogCannotOpen, path.c_str(), error.c_str());
+  RecordFailure(code, error);
+  return nullptr;
 }
 
 }  // namespace
 
-StoreConnection::StoreConnection(std::unique_ptr<SqliteDb> db, std::string path, const FileId& file)
+StoreConnection::StoreConnection(std::unique_ptr<SqliteDb> db, std::string path, const FileId& file,
+                                 bool immutable)
     : db_(std::move(db)),
+      immutable_(immutable),
       path_(std::move(path)),
       file_(file),
       owner_(OrinConfigStore::CurrentProcessId()) {
@@ -103,9 +115,11 @@ StoreConnection::~StoreConnection() {
 
 std::unique_ptr<StoreConnection> StoreConnection::Open(const std::string& path,
                                                        const FileId& file) {
-  auto db = OpenConfigured(path);
+  bool immutable = false;
+  auto db = OpenConfigured(path, &immutable);
   if (db == nullptr) return nullptr;
-  return std::unique_ptr<StoreConnection>(new StoreConnection(std::move(db), path, file));
+  return std::unique_ptr<StoreConnection>(
+      new StoreConnection(std::move(db), path, file, immutable));
 }
 
 bool StoreConnection::Revive() {
@@ -116,7 +130,7 @@ bool StoreConnection::Revive() {
   }
   FileId file;
   if (!Identify(path_, &file)) return false;
-  auto db = OpenConfigured(path_);
+  auto db = OpenConfigured(path_, &immutable_);
   if (db == nullptr) return false;
   db_ = std::move(db);
   file_ = file;
@@ -136,6 +150,7 @@ bool StoreConnection::InTransaction() const {
 }
 
 bool StoreConnection::ResetForReuse() {
+  if (immutable_) return false;
   if (depth > 0 || EngineInTransaction()) {
     CSLogger::Log(1, kLogReleasedInTransaction, path_.c_str());
     db_->Exec(kRollback, nullptr);
@@ -187,8 +202,10 @@ int CreateDatabase(Type type) {
   }
   if (db == nullptr || !SetWal(*db, &error)) {
     CSLogger::Log(0, kLogCannotCreate, path.c_str(), error.c_str());
+    RecordFailure(db != nullptr ? db->LastErrorCode() : SQLITE_CANTOPEN, error);
     return 1;
   }
+  db->PersistWal();
   return 0;
 }
 

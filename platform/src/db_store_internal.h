@@ -107,7 +107,10 @@ std::shared_ptr<PreparedStatement> PrepareFirst(sqlite3* db, const char* sql, st
 class StoreConnection {
  public:
   // Opens the existing file at `path` (identified by `file`) read-write in
-  // WAL mode with synchronous=FULL; null, logged, when that fails.
+  // WAL mode with synchronous=FULL, its -wal and -shm files kept after the
+  // last connection closes; for a process that may not write the file, a
+  // reading connection (SqliteDb::OpenReader). Null, logged and recorded as
+  // the thread's last failure, when that fails.
   static std::unique_ptr<StoreConnection> Open(const std::string& path, const FileId& file);
   ~StoreConnection();
   StoreConnection(const StoreConnection&) = delete;
@@ -149,9 +152,12 @@ class StoreConnection {
 
  private:
   StoreConnection(std::unique_ptr<OrinConfigStore::SqliteDb> db, std::string path,
-                  const FileId& file);
+                  const FileId& file, bool immutable);
 
   std::unique_ptr<OrinConfigStore::SqliteDb> db_;
+  // A reading connection on a file without its -wal and -shm: it must not
+  // outlive the operation it serves, so it is never pooled.
+  bool immutable_ = false;
   std::string path_;
   FileId file_;
   pid_t owner_;
@@ -174,8 +180,11 @@ int RunStatement(StoreConnection& connection, const std::string& text, const Bin
 // busy timeout; false, logged, on failure.
 bool RunControl(StoreConnection& connection, const std::string& text);
 
-// Logs a failure of `operation` with the SQLite code and message; returns 1.
+// Logs a failure of `operation` with the SQLite code and message, records
+// it as the calling thread's last failure, and returns 1.
 int LogFailure(const char* operation, int code, const char* message);
+// Records the calling thread's last failure (LastFailure).
+void RecordFailure(int code, const std::string& message);
 // Logs that `operation` was given a null connection; returns `result`.
 int LogNoConnection(const char* operation, int result);
 

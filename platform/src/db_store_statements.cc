@@ -28,6 +28,11 @@ constexpr const char* kNotReopened =
 constexpr const char* kCallbackStopped = "the row callback stopped the statement";
 constexpr const char* kStatementAfterLostTransaction =
     "the transaction was rolled back after an error; close its levels before running statements";
+Failure& LastThreadFailure() {
+  thread_local Failure last;
+  return last;
+}
+
 // What StepAll answers when the callback stops the statement; not an SQLite code.
 constexpr int kStoppedByCallback = -1;
 
@@ -177,8 +182,17 @@ void StatementCache::Clear() {
 
 int LogFailure(const char* operation, int code, const char* message) {
   CSLogger::Log(0, kLogFailure, operation, code, message);
+  RecordFailure(code, message);
   return 1;
 }
+
+void RecordFailure(int code, const std::string& message) {
+  Failure& last = LastThreadFailure();
+  last.code = code;
+  last.message = message;
+}
+
+const Failure& LastFailure() { return LastThreadFailure(); }
 
 int LogNoConnection(const char* operation, int result) {
   CSLogger::Log(0, kLogNoConnection, operation);

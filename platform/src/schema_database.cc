@@ -1,6 +1,7 @@
 #include "platform/schema_database.h"
 #include "platform/schema_store.h"
 
+#include <cstring>
 #include <filesystem>
 
 #include "configstore/exceptions.h"
@@ -45,11 +46,16 @@ constexpr const char* kCommit = "COMMIT;";
 constexpr const char* kRollback = "ROLLBACK;";
 constexpr const char* kLogSqliteError = "schema store: %s: %s";
 constexpr const char* kLogUnreadableRow = "schema store: the schema of %s/%s/%s is not valid JSON";
+constexpr const char* kUnreadable = "Schema store unreadable: ";
+constexpr const char* kCauseSeparator = ": ";
+// What SQLite says of a database that has none of the tables asked for.
+constexpr const char* kNoSuchTable = "no such table";
 
 std::unique_ptr<SqliteDb> OpenForWriting() {
   ReleaseInheritedSchemaReader();
   std::string error;
   auto db = SqliteDb::Open(SchemaStorePath(), SqliteDb::Mode::kReadWrite, &error);
+  if (db) db->PersistWal();
   if (!db) {
     CSLogger::Log(0, kLogSqliteError, SchemaStorePath().c_str(), error.c_str());
     ThrowException<ConfigStoreException>(OrinConfigStore::CS_ERR_DB_OPEN,
@@ -102,6 +108,7 @@ void CreateSchemaStore() {
     CSLogger::Log(0, kLogSqliteError, path.c_str(), error.c_str());
     ThrowException<ConfigStoreException>(OrinConfigStore::CS_ERR_DB_OPEN, path.c_str());
   }
+  db->PersistWal();
   if (!db->Exec(kCreateTables, &error)) {
     CSLogger::Log(0, kLogSqliteError, path.c_str(), error.c_str());
     ThrowException<ConfigStoreException>(OrinConfigStore::CS_ERR_CREATE_TABLE);
@@ -123,15 +130,27 @@ void StoreDefinitions(const std::vector<SchemaDefinition>& definitions) {
   ThrowException<ConfigStoreException>(OrinConfigStore::CS_ERR_DB_WRITE);
 }
 
-// A file that is not (yet) a schema store, such as one just created by
-// another process that has not written its tables, gives no reader; the
-// next lookup tries again.
+// A database without the tables, such as one just created by another process
+// that has not written them yet, gives no reader; the next lookup tries
+// again. Anything else that stops the reads (no permission, a file that is
+// not a database, a damaged one) is a failure.
 std::unique_ptr<SchemaReader> SchemaReader::Open(const std::string& path) {
-  auto db = SqliteDb::Open(path, SqliteDb::Mode::kReadOnly, nullptr);
-  if (!db) return nullptr;
+  std::string error;
+  int code = 0;
+  bool immutable = false;
+  auto db = SqliteDb::OpenReader(path, &error, &code, &immutable);
+  if (!db) ThrowSchemaStoreUnreadable(error);
   std::unique_ptr<SchemaReader> reader(new SchemaReader(std::move(db)));
-  if (!reader->select_.Ok() || !reader->dataVersion_.Ok()) return nullptr;
-  return reader;
+  reader->immutable_ = immutable;
+  if (reader->select_.Ok() && reader->dataVersion_.Ok()) return reader;
+  error =
+      reader->select_.Ok() ? reader->dataVersion_.PrepareError() : reader->select_.PrepareError();
+  if (error.compare(0, std::strlen(kNoSuchTable), kNoSuchTable) == 0) return nullptr;
+  ThrowSchemaStoreUnreadable(error);
+}
+
+void ThrowSchemaStoreUnreadable(const std::string& cause) {
+  throw ConfigStoreException(kUnreadable + SchemaStorePath() + kCauseSeparator + cause);
 }
 
 SchemaReader::SchemaReader(std::unique_ptr<SqliteDb> db)
@@ -142,7 +161,10 @@ SchemaReader::SchemaReader(std::unique_ptr<SqliteDb> db)
 std::unique_ptr<SchemaObject> SchemaReader::Read(const std::string& component,
                                                  const std::string& group, const std::string& key) {
   if (!BindNames(select_, component, group, key) || !select_.Next()) {
+    const bool absent = select_.Done();
+    const std::string error = db_->LastError();
     select_.Reset();
+    if (!absent) ThrowSchemaStoreUnreadable(error);
     return nullptr;
   }
   const std::string version = select_.ColumnText(0);
@@ -162,14 +184,16 @@ std::unique_ptr<SchemaObject> SchemaReader::Read(const std::string& component,
 std::vector<SchemaName> SchemaReader::Names() {
   std::vector<SchemaName> names;
   SqliteStatement select(*db_, kSelectNames);
-  while (select.Ok() && select.Next()) {
+  while (select.Next()) {
     names.push_back({select.ColumnText(0), select.ColumnText(1), select.ColumnText(2)});
   }
+  if (!select.Done()) ThrowSchemaStoreUnreadable(db_->LastError());
   return names;
 }
 
 long long SchemaReader::DataVersion() {
-  const long long version = dataVersion_.Next() ? dataVersion_.ColumnInt64(0) : -1;
+  if (!dataVersion_.Next()) ThrowSchemaStoreUnreadable(db_->LastError());
+  const long long version = dataVersion_.ColumnInt64(0);
   dataVersion_.Reset();
   return version;
 }

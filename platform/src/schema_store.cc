@@ -23,6 +23,8 @@ using TypeKey = std::tuple<std::string, std::string, std::string>;
 // times from a coarse clock and some file systems keep whole or even
 // seconds, so a commit soon after an earlier one may leave it as it was.
 constexpr long kSettleSeconds = 2;
+constexpr const char* kNoFile = "the file does not exist";
+constexpr const char* kNoTables = "the file holds no schema store";
 // SQLite's write-ahead journal beside the database, where commits go first.
 constexpr const char* kJournalSuffix = "-wal";
 
@@ -109,6 +111,12 @@ class TypeCache {
     return Refresh() ? reader_->Names() : std::vector<SchemaName>();
   }
 
+  // Whether there is a schema store with its tables to read.
+  bool Readable() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return Refresh();
+  }
+
  private:
   // Makes the cached types current; false when there is no database.
   bool Refresh() {
@@ -119,7 +127,12 @@ class TypeCache {
       return false;
     }
     // A reader inherited across fork() is not used: the child opens its own.
-    if (path != path_ || info.st_dev != device_ || info.st_ino != inode_ || !reader_ ||
+    // One that reads the file alone is opened again once a write-ahead log
+    // has appeared beside it.
+    struct stat journal;
+    const bool blind =
+        reader_ && reader_->Immutable() && ::stat((path + kJournalSuffix).c_str(), &journal) == 0;
+    if (path != path_ || info.st_dev != device_ || info.st_ino != inode_ || !reader_ || blind ||
         owner_ != OrinConfigStore::CurrentProcessId()) {
       Reset();
       reader_ = SchemaReader::Open(path);
@@ -210,6 +223,12 @@ std::vector<std::shared_ptr<SchemaObject>> SchemaStore::GetSchemaObjects() const
     }
   }
   return types;
+}
+
+void SchemaStore::RequireSchemaStore() const {
+  if (TypeCache::Instance().Readable()) return;
+  struct stat info;
+  ThrowSchemaStoreUnreadable(::stat(SchemaStorePath().c_str(), &info) != 0 ? kNoFile : kNoTables);
 }
 
 void InitializeSchemaStore() { CreateSchemaStore(); }

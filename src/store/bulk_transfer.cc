@@ -27,10 +27,13 @@ constexpr const char* kLogBulk = "%s : %zu types, context: %d";
 
 using Selected = std::unordered_map<ConfigStoreObjectId, std::shared_ptr<ConfigStoreObject>>;
 
-// A filter without data for every type of the schema store.
+// A filter without data for every type of the schema store, which must be
+// there: an export of nothing would pass for an empty host.
 std::vector<std::shared_ptr<FilterSpecObject>> EveryType() {
+  const auto store = OrinSchemaStore::SchemaStore::GetStore();
+  store->RequireSchemaStore();
   std::vector<std::shared_ptr<FilterSpecObject>> filters;
-  for (const auto& schema : OrinSchemaStore::SchemaStore::GetStore()->GetSchemaObjects()) {
+  for (const auto& schema : store->GetSchemaObjects()) {
     filters.push_back(std::make_shared<FilterSpecObject>(
         ConfigStoreObjectId(schema->GetKey(), schema->GetGroup(), schema->GetComponent())));
   }

@@ -41,6 +41,11 @@ bool FsoIsEmpty(const std::shared_ptr<FilterSpecObject>& fso, const char* caller
   return true;
 }
 
+DatabaseFailure GetLastDatabaseFailure() {
+  const DBStore::Failure& last = DBStore::LastFailure();
+  return DatabaseFailure{last.code, last.message};
+}
+
 ConfigStore::~ConfigStore() = default;
 
 std::shared_ptr<ConfigStore> ConfigStore::GetStore(const std::string& ns) {

@@ -4,8 +4,10 @@
 
 #include "platform/db_store.h"
 
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -309,6 +311,55 @@ TEST_F(DBStoreTest, AChildForkedInATransactionCannotDisturbIt) {
   ASSERT_EQ(CommitTransaction(connection), 0);
   EXPECT_EQ(Query(connection, "PRAGMA integrity_check;"), "integrity_check\nok");
   EXPECT_EQ(Query(connection, "SELECT count(*) FROM Items;"), "count(*)\n1001");
+}
+
+// What a process that may not write the database (nor its directory) reads,
+// in a child that drops its rights: 0 when it reads `expected` and its write
+// fails as read-only, with that recorded as the thread's last failure.
+int ReadWithoutWritePermission(const std::string& root, const std::string& expected) {
+  const pid_t child = fork();
+  if (child == 0) {
+    // Root passes every permission check: the child takes a user that has
+    // only the group's read access.
+    if (geteuid() == 0) {
+      for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+        if (chown(entry.path().c_str(), 0, 65534) != 0) _exit(2);
+      }
+      if (chown(root.c_str(), 0, 65534) != 0 || chmod(root.c_str(), 0750) != 0 ||
+          setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0) {
+        _exit(2);
+      }
+    }
+    const auto reader = GetConnection(CONFIG);
+    const bool read = reader && ReadKey("k", reader) == expected;
+    const bool refused = WriteKeyValue("k", "new", reader) == 1 && LastFailure().code == 8;
+    _exit(read && refused ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// The files are never world-readable. A reader without write permission
+// reads through the -wal and -shm that writers keep, beside an open writer
+// whose commits are still in the log, and on a restored copy without them.
+TEST_F(DBStoreTest, ReadersWithoutWritePermissionReadEveryState) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to take another user's rights";
+  const std::string path = OrinConfigStore::HostPath(kConfigDatabaseFile);
+  ASSERT_EQ(WriteKeyValue("k", "kept", GetConnection(CONFIG)), 0);
+  for (const std::string& file : {path, path + "-wal", path + "-shm"}) {
+    EXPECT_EQ(std::filesystem::status(file).permissions() & std::filesystem::perms::all,
+              std::filesystem::perms(0640))
+        << file;
+  }
+  EXPECT_EQ(ReadWithoutWritePermission(root_.Path(), "kept"), 0);
+  auto writer = GetConnection(CONFIG);
+  ASSERT_EQ(WriteKeyValue("k", "logged", writer), 0);
+  EXPECT_EQ(ReadWithoutWritePermission(root_.Path(), "logged"), 0);
+  ASSERT_EQ(Sql(writer, "PRAGMA wal_checkpoint(TRUNCATE);"), 0);
+  writer.reset();
+  ASSERT_TRUE(std::filesystem::remove(path + "-wal") && std::filesystem::remove(path + "-shm"));
+  EXPECT_EQ(ReadWithoutWritePermission(root_.Path(), "logged"), 0);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 namespace OrinSchemaStore {
 namespace {
 
+using OrinConfigStore::ConfigStoreException;
 using OrinConfigStore::InvalidArgumentException;
 using OrinConfigStore::SerializeJson;
 
@@ -101,6 +102,9 @@ TEST(SchemaStore, MissingOrEmptyStoreKnowsNoTypes) {
   cstest::TempRoot root;
   EXPECT_EQ(Lookup("net", "test", "a"), nullptr);
   EXPECT_FALSE(std::filesystem::exists(SchemaStorePath()));
+  const std::string unreadable = "Schema store unreadable: " + SchemaStorePath() + ": ";
+  EXPECT_CS_ERROR(ConfigStoreException, 2000, unreadable + "the file does not exist",
+                  SchemaStore::GetStore()->RequireSchemaStore());
   std::filesystem::create_directories(std::filesystem::path(SchemaStorePath()).parent_path());
   std::ofstream(SchemaStorePath()).flush();
   EXPECT_EQ(Lookup("net", "test", "a"), nullptr);
@@ -109,6 +113,12 @@ TEST(SchemaStore, MissingOrEmptyStoreKnowsNoTypes) {
   EXPECT_TRUE(SchemaStore::GetStore()->GetSchemaObjects().empty());
   cstest::LoadTypes(Version("1"));
   EXPECT_NE(Lookup("net", "test", "a"), nullptr);
+  // A store that is there but cannot be read is a failure, not an absence.
+  cstest::TempRoot other;
+  other.WriteFile(SchemaStorePath().substr(other.Path().size() + 1), std::string(4096, 'x'));
+  EXPECT_CS_ERROR(ConfigStoreException, 2000,
+                  "Schema store unreadable: " + SchemaStorePath() + ": file is not a database",
+                  Lookup("net", "test", "a"));
 }
 
 TEST(SchemaStore, LookupsSeeLaterLoadsAndOtherWriters) {

@@ -3,6 +3,7 @@
 // status. What the store does with the data is the library suites' business.
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -172,6 +173,34 @@ TEST_F(CfgstoreTest, ExitStatusAndErrorLineTellOutcomesApart) {
   EXPECT_NE(err_.find(R"(","errors":[{"field":"/mtu","error":")"), std::string::npos) << err_;
   EXPECT_EQ(Run({"validate", resolver, R"({"servers":[1]})"}), 3);
   EXPECT_EQ(out_.rfind(R"([{"field":"/servers/0","error":")", 0), 0u) << out_;
+}
+
+// A database other writers hold past the wait is status 5, and the error
+// line carries the database's cause. A schema store that cannot be read, or
+// that is missing under an export, is a failure, never an absence of types.
+TEST_F(CfgstoreTest, BusyDatabasesAndBrokenSchemaStoresSayWhy) {
+  const std::string resolver = "net/dns/resolver";
+  sqlite3* holder = nullptr;
+  ASSERT_EQ(sqlite3_open((dir_ + "/root/etc/tessel/configstore/current-store-1").c_str(), &holder),
+            SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(holder, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr), SQLITE_OK);
+  EXPECT_EQ(Run({"set", resolver, "{}"}), 5);
+  EXPECT_NE(err_.find(R"(","cause":{"code":5,"message":"database is locked"}}})"),
+            std::string::npos)
+      << err_;
+  sqlite3_close(holder);  // rolls the transaction back
+  const std::string store = "root/etc/tessel/schemastore/schema-store-1";
+  for (const char* suffix : {"", "-wal", "-shm"}) fs::remove(dir_ + "/" + store + suffix);
+  EXPECT_EQ(Run({"export"}), 4);
+  EXPECT_NE(err_.find(": the file does not exist\"}}"), std::string::npos) << err_;
+  Write(store, std::string(4096, 'x'));
+  const std::vector<std::vector<std::string>> reads = {
+      {"get", resolver}, {"set", resolver, "{}"}, {"export"}};
+  for (const auto& args : reads) {
+    EXPECT_EQ(Run(args), 4) << args[0];
+    EXPECT_NE(err_.find("Schema store unreadable: "), std::string::npos) << err_;
+    EXPECT_NE(err_.find(": file is not a database\"}}"), std::string::npos) << err_;
+  }
 }
 
 // A lone listener prints the notification on one line, --pretty or not, and ends

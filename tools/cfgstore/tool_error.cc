@@ -16,6 +16,8 @@ using OrinConfigStore::ErrorInfo;
 constexpr const char* kObjectNotFound = "Configuration object not found: ";
 constexpr const char* kSchemaNotFound = "Schema object not found: ";
 constexpr const char* kUnknownFailure = "Unknown failure";
+// SQLite's result code of a database that others hold busy.
+constexpr int kSqliteBusy = 5;
 
 using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
 
@@ -34,8 +36,10 @@ void WriteErrors(Writer& writer, const std::vector<ErrorInfo>& errors) {
 }
 
 // `errors` is null for everything but validation failures, whose line then
-// carries the (possibly empty) list.
-void WriteErrorLine(int code, const std::string& message, const std::vector<ErrorInfo>* errors) {
+// carries the (possibly empty) list; `cause` is null but for library
+// failures the database explained.
+void WriteErrorLine(int code, const std::string& message, const std::vector<ErrorInfo>* errors,
+                    const OrinConfigStore::DatabaseFailure* cause = nullptr) {
   rapidjson::StringBuffer buffer;
   Writer writer(buffer);
   writer.StartObject();
@@ -46,6 +50,15 @@ void WriteErrorLine(int code, const std::string& message, const std::vector<Erro
   writer.Key("message");
   writer.String(message);
   if (errors) WriteErrors(writer, *errors);
+  if (cause) {
+    writer.Key("cause");
+    writer.StartObject();
+    writer.Key("code");
+    writer.Int(cause->code);
+    writer.Key("message");
+    writer.String(cause->message);
+    writer.EndObject();
+  }
   writer.EndObject();
   writer.EndObject();
   std::cerr << buffer.GetString() << std::endl;
@@ -87,8 +100,14 @@ ExitStatus ReportCurrentException() {
     WriteErrorLine(e.GetErrorCode(), e.what(), &e.GetErrors());
     return kInvalid;
   } catch (const OrinConfigStore::ConfigStoreException& e) {
-    WriteErrorLine(e.GetErrorCode(), e.what(), nullptr);
-    return IsNotFoundCode(e.GetErrorCode()) ? kNotFound : kFailure;
+    if (IsNotFoundCode(e.GetErrorCode())) {
+      WriteErrorLine(e.GetErrorCode(), e.what(), nullptr);
+      return kNotFound;
+    }
+    // One command runs per process, so a recorded failure is this command's.
+    const OrinConfigStore::DatabaseFailure cause = OrinConfigStore::GetLastDatabaseFailure();
+    WriteErrorLine(e.GetErrorCode(), e.what(), nullptr, cause.code != 0 ? &cause : nullptr);
+    return cause.code == kSqliteBusy ? kBusy : kFailure;
   } catch (const std::exception& e) {
     WriteErrorLine(OrinConfigStore::CS_ERR_GENERIC, e.what(), nullptr);
     return kFailure;

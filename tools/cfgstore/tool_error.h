@@ -15,6 +15,8 @@ enum ExitStatus : int {
   kUsage = 2,
   kInvalid = 3,
   kFailure = 4,
+  // The database was held busy by other writers past the wait: try again.
+  kBusy = 5,
 };
 
 // A failure the tool detects itself. `code` is the library error code that
@@ -43,8 +45,11 @@ ToolError UnknownTypeError(const std::string& what);
 // Writes {"error":{"code":N,"message":"...","errors":[...]}} for the
 // exception being handled and returns the exit status it maps to:
 // ToolError its own, ValidationException kInvalid (with its errors), a
-// library "not found" code (1036, 1037) kNotFound, anything else kFailure.
-// Call only inside a catch block.
+// library "not found" code (1036, 1037) kNotFound, anything else kFailure,
+// or kBusy when a busy database caused it. A library failure behind which
+// the database reported a cause carries it too, as
+// "cause":{"code":<SQLite's result code>,"message":"..."}. Call only inside
+// a catch block.
 ExitStatus ReportCurrentException();
 
 // Writes an error line without ending anything (for the command line's

@@ -18,6 +18,18 @@ namespace DBStore {
 
 enum Type { CONFIG = 0 };
 
+// What the database said of a failure: SQLite's result code (5 busy, 8
+// read-only, 11 damaged, 13 full, 14 cannot open, ...) and message.
+struct Failure {
+  int code = 0;
+  std::string message;
+};
+
+// The last failure of a database operation on the calling thread, as every
+// operation that fails logs it; code 0 when none has failed. Nothing but the
+// next failure replaces it.
+const Failure& LastFailure();
+
 // How long every statement of the library and its host layer waits for a
 // database that another connection holds busy.
 constexpr int kStatementTimeoutMs = 3000;
@@ -32,6 +44,13 @@ class StoreConnection;
 // A connection on the database of `type`, or null (logged) when the file
 // does not exist or cannot be opened; the file is never created here. The
 // path is resolved under the host root on every call.
+//
+// A process that may not write the file gets a connection that reads it in
+// whatever state its write-ahead log is: through the -wal and -shm files
+// when they are there (writers keep them after the last connection closes,
+// so that readers without write permission on the directory find them), or
+// the file alone when neither is there, as on a restored copy; its writes
+// fail with SQLite's "attempt to write a readonly database".
 //
 // Connections come from a small pool of idle ones, kept per resolved path
 // and per file (a database deleted and created again gets new connections).
@@ -54,8 +73,8 @@ class StoreConnection;
 // Thread-safe; a connection itself is used by one thread at a time.
 std::shared_ptr<StoreConnection> GetConnection(Type type);
 
-// Creates the database file of `type` and its parent directories when they
-// are missing, in WAL mode. 0 on success.
+// Creates the database file of `type` (mode 0640) and its parent directories
+// when they are missing, in WAL mode. 0 on success.
 int CreateDatabase(Type type);
 
 // Transactions nest per connection: the outermost level is BEGIN IMMEDIATE

@@ -19,6 +19,11 @@ constexpr const char* kSchemaStoreFile = "/etc/tessel/schemastore/schema-store-1
 // The database file resolved under the host root.
 std::string SchemaStorePath();
 
+// Raises ConfigStoreException 2000 "Schema store unreadable: <path>:
+// <cause>": the store is there but cannot be read, which is a failure, never
+// the absence of the types.
+[[noreturn]] void ThrowSchemaStoreUnreadable(const std::string& cause);
+
 // Creates the database file, its parent directories and its tables when
 // missing; idempotent. Raises ConfigStoreException 1001 or 1015 on failure.
 void CreateSchemaStore();
@@ -38,17 +43,25 @@ struct SchemaName {
 // once, for the lookups of the process-wide type cache. Not thread-safe.
 class SchemaReader {
  public:
-  // Null when the database cannot be opened (it is never created here).
+  // Null when the file holds no schema store yet (a loader has just created
+  // it and not yet written its tables); ThrowSchemaStoreUnreadable when it
+  // cannot be opened or read. It is never created here.
   static std::unique_ptr<SchemaReader> Open(const std::string& path);
 
-  // The stored type, or null when there is none.
+  // The stored type, or null when there is none. A read that fails raises
+  // ThrowSchemaStoreUnreadable.
   std::unique_ptr<SchemaObject> Read(const std::string& component, const std::string& group,
                                      const std::string& key);
-  // Every stored type, ordered by component, group and key.
+  // Every stored type, ordered by component, group and key (or
+  // ThrowSchemaStoreUnreadable).
   std::vector<SchemaName> Names();
   // SQLite's data version of the connection: it changes when another
   // connection commits to the database.
   long long DataVersion();
+  // Whether the reader reads the file alone, without the -wal and -shm that
+  // were missing when it opened (SqliteDb::OpenReader): it sees no commit
+  // made since, and must be opened again once they are there.
+  bool Immutable() const { return immutable_; }
 
  private:
   explicit SchemaReader(std::unique_ptr<OrinConfigStore::SqliteDb> db);
@@ -56,6 +69,7 @@ class SchemaReader {
   std::unique_ptr<OrinConfigStore::SqliteDb> db_;
   OrinConfigStore::SqliteStatement select_;
   OrinConfigStore::SqliteStatement dataVersion_;
+  bool immutable_ = false;
 };
 
 }  // namespace OrinSchemaStore

@@ -27,6 +27,11 @@ class SchemaObjectCache {
 
 // Lookups of object types by component, group and key.
 //
+// A schema store that is there but cannot be read (no permission, not a
+// database, damaged) raises ConfigStoreException 2000 "Schema store
+// unreadable: <path>: <cause>" from every lookup: it never passes for a
+// store without the type.
+//
 // Parsed types are cached process-wide, so a lookup costs a map search plus
 // two cheap checks that the database is still the same (a stat of the file
 // and SQLite's data version); a type loaded since, by this process or
@@ -44,6 +49,12 @@ class SchemaStore {
 
   // Every stored type, ordered by component, group and key.
   std::vector<std::shared_ptr<SchemaObject>> GetSchemaObjects() const;
+
+  // Raises ConfigStoreException 2000 "Schema store unreadable: <path>:
+  // <cause>" when there is no schema store to read (no file, or a file
+  // without its tables): for callers to whom an empty list of types would be
+  // a silent loss, such as an export of every type.
+  void RequireSchemaStore() const;
 };
 
 // In a child of fork(), closes the schema store connection inherited from

@@ -13,11 +13,31 @@ namespace OrinConfigStore {
 // Not thread-safe: one thread at a time per connection.
 class SqliteDb {
  public:
-  enum class Mode { kReadOnly, kReadWrite, kCreate };
+  // kImmutable reads a file that nothing writes while it is open, without
+  // locks and without its -wal and -shm files (see DBStore's readers).
+  enum class Mode { kReadOnly, kReadWrite, kCreate, kImmutable };
 
-  // Opens the database at `path`; null (with `error` set) when it cannot be
-  // opened. kCreate creates the file; the other modes never do.
-  static std::unique_ptr<SqliteDb> Open(const std::string& path, Mode mode, std::string* error);
+  // The mode of the database files the host layer creates: configuration
+  // can hold secrets, so never world-readable; a reading service is given
+  // the group.
+  static constexpr unsigned kFileMode = 0640;
+
+  // Opens the database at `path`; null (with `error` and, when given,
+  // `code` set to SQLite's result code) when it cannot be opened. kCreate
+  // creates a missing file with kFileMode (whatever the umask); the other
+  // modes never create it.
+  static std::unique_ptr<SqliteDb> Open(const std::string& path, Mode mode, std::string* error,
+                                        int* code = nullptr);
+
+  // Opens the WAL database at `path` for a process that may not write it,
+  // nor perhaps its directory: through its -wal and -shm files when they are
+  // there (SQLite reads a -shm it may not write from memory); when neither
+  // is there, nothing is in a write-ahead log and the file alone is read,
+  // immutable (`immutable` set). Such a connection does not see what a
+  // writer starting meanwhile commits until it is opened again. Null, with
+  // `error` and `code` set, when the database cannot be read.
+  static std::unique_ptr<SqliteDb> OpenReader(const std::string& path, std::string* error,
+                                              int* code, bool* immutable);
   ~SqliteDb();
   SqliteDb(const SqliteDb&) = delete;
   SqliteDb& operator=(const SqliteDb&) = delete;
@@ -25,8 +45,15 @@ class SqliteDb {
   // Runs one or more statements without results; false with `error` set on
   // failure.
   bool Exec(const std::string& sql, std::string* error);
-  // The connection's last error text.
+  // The connection's last error text and SQLite result code.
   std::string LastError() const;
+  int LastErrorCode() const;
+  // Whether the connection may not write (the file is write-protected for
+  // this process, or it was opened read-only).
+  bool ReadOnly() const;
+  // Keeps the -wal and -shm files when the last connection closes, so that
+  // a reader without write permission on their directory finds them.
+  void PersistWal();
   sqlite3* Handle() const { return db_; }
 
  private:
@@ -44,6 +71,8 @@ class SqliteStatement {
   SqliteStatement& operator=(const SqliteStatement&) = delete;
 
   bool Ok() const { return statement_ != nullptr; }
+  // Why the statement did not prepare; empty when it did.
+  const std::string& PrepareError() const { return prepareError_; }
   // Makes the statement ready to run again, bindings cleared.
   void Reset();
   // Binds text to the 1-based parameter `index` (copied).
@@ -59,6 +88,7 @@ class SqliteStatement {
 
  private:
   sqlite3_stmt* statement_ = nullptr;
+  std::string prepareError_;
   bool done_ = false;
 };
 
