@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "busy_wait.h"
 #include "platform/db_store.h"
 #include "platform/sqlite_db.h"
 
@@ -176,8 +177,8 @@ using Binder = std::function<int(sqlite3_stmt*)>;
 int RunStatement(StoreConnection& connection, const std::string& text, const Binder& bind,
                  RowCallback callback, void* context, int timeoutMs);
 
-// Runs a transaction-control text (no rows, no parameters) with the default
-// busy timeout; false, logged, on failure.
+// Runs a transaction-control text (no rows, no parameters), waiting up to
+// kStatementTimeoutMs for a busy database; false, logged, on failure.
 bool RunControl(StoreConnection& connection, const std::string& text);
 
 // Logs a failure of `operation` with the SQLite code and message, records

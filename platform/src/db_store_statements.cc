@@ -205,7 +205,7 @@ int RunStatement(StoreConnection& connection, const std::string& text, const Bin
   if (connection.TransactionLost())
     return LogFailure(text.c_str(), SQLITE_ABORT, kStatementAfterLostTransaction);
   sqlite3* db = connection.Handle();
-  sqlite3_busy_timeout(db, timeoutMs);
+  WaitFairlyWhenBusy(db, timeoutMs);
   int status = SQLITE_OK;
   auto prepared = connection.Statements().Get(db, text, &status);
   if (prepared == nullptr) return status == SQLITE_OK ? 0 : Failed(db, text.c_str(), status);
@@ -228,7 +228,7 @@ bool RunControl(StoreConnection& connection, const std::string& text) {
     return false;
   }
   sqlite3* db = connection.Handle();
-  sqlite3_busy_timeout(db, kStatementTimeoutMs);
+  WaitFairlyWhenBusy(db, kStatementTimeoutMs);
   const int status = sqlite3_exec(db, text.c_str(), nullptr, nullptr, nullptr);
   if (status == SQLITE_OK) return true;
   Failed(db, text.c_str(), status);

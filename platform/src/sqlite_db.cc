@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "busy_wait.h"
 #include "platform/db_store.h"
 
 namespace OrinConfigStore {
@@ -68,7 +69,7 @@ std::unique_ptr<SqliteDb> SqliteDb::Open(const std::string& path, Mode mode, std
     sqlite3_close_v2(db);
     return nullptr;
   }
-  sqlite3_busy_timeout(db, DBStore::kStatementTimeoutMs);
+  DBStore::WaitFairlyWhenBusy(db, DBStore::kStatementTimeoutMs);
   return std::unique_ptr<SqliteDb>(new SqliteDb(db));
 }
 

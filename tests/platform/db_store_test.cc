@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -242,6 +243,24 @@ TEST_F(DBStoreTest, AWriterWaitsForTheOtherToCommit) {
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
   EXPECT_EQ(CommitTransaction(second), 0);
   committer.join();
+}
+
+// A writer whose turn never comes gives up once its timeout has passed, with
+// SQLite's busy failure, and the holder's transaction goes on undisturbed.
+TEST_F(DBStoreTest, AWriterGivesUpAtItsDeadline) {
+  auto first = GetConnection(CONFIG);
+  ASSERT_EQ(BeginTransaction(first), 0);
+  ASSERT_EQ(Insert(first, "first", "1"), 0);
+  auto second = GetConnection(CONFIG);
+  const cstest::LogCapture log;
+  EXPECT_EQ(Execute(second, "INSERT INTO Items(Name) VALUES('second');", {}, {}, 50), 1);
+  const auto& lines = log.Lines();
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const auto& line) {
+    return line.first == 0 && line.second.find("database is locked") != std::string::npos;
+  }));
+  EXPECT_EQ(CommitTransaction(first), 0);
+  EXPECT_EQ(Insert(second, "second", "2"), 0);
+  EXPECT_EQ(Query(second, "SELECT group_concat(Name) AS n FROM Items;"), "n\nfirst,second");
 }
 
 // The daemon pattern: a process uses the layer, forks and exits. Its child
