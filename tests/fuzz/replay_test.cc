@@ -9,11 +9,16 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "fuzz_targets.h"
+
+namespace cfuzz {
+void PrintTo(const Target& target, std::ostream* out) { *out << target.name; }
+}  // namespace cfuzz
 
 namespace {
 
