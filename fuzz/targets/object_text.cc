@@ -20,6 +20,7 @@ using OrinConfigStore::ConfigStoreObject;
 using OrinConfigStore::ConfigStoreObjectId;
 using OrinConfigStore::FilterSpecObject;
 using OrinConfigStore::JDoc;
+using OrinConfigStore::JVal;
 using OrinConfigStore::StoreObject;
 using OrinConfigStore::SubObjectId;
 using Object = std::shared_ptr<ConfigStoreObject>;
@@ -33,10 +34,11 @@ constexpr std::size_t kMaxMembers = 16;
 const char* const kSampleMembers[] = {"name",    "mtu",    "enabled", "addresses",
                                       "address", "domain", "options", "timeout"};
 
-// The text must be a JSON object, whatever was done to the object.
+// The text must be a JSON object, whatever was done to the object. Read
+// with full precision, so that each number is the one that was written.
 JDoc ParsedObject(const std::string& text, const char* what) {
   JDoc document;
-  document.Parse(text.c_str(), text.size());
+  document.Parse<rapidjson::kParseFullPrecisionFlag>(text.c_str(), text.size());
   if (document.HasParseError() || !document.IsObject()) Fail(std::string(what) + ": " + text);
   return document;
 }
@@ -79,13 +81,76 @@ void ReadMember(const StoreObject& object, const char* key) {
   Attempt([&] { object.GetValuePtr(key); });
 }
 
+// The member the getters read: the first of that name not holding null.
+const JVal* OwnMember(const JDoc& data, const std::string& name) {
+  for (const auto& member : data.GetObject()) {
+    if (!member.value.IsNull() && member.name.GetStringLength() == name.size() &&
+        name.compare(0, name.size(), member.name.GetString(), name.size()) == 0) {
+      return &member.value;
+    }
+  }
+  return nullptr;
+}
+
+template <typename T>
+int Get(const StoreObject& object, const char* key, T& out) {
+  int found = -1;
+  Attempt([&] { found = object.GetValue(key, &out); });
+  return found;
+}
+
+// A getter's answer `found` agrees with the member `value` of the object's
+// own data: 1 only with the member's value (`same`), and 1 whenever the
+// member holds exactly the getter's type (`exact`).
+template <typename Exact, typename Same>
+bool Agrees(int found, const JVal* value, Exact exact, Same same) {
+  if (found == 1 && (value == nullptr || !same(*value))) return false;
+  return value == nullptr || !exact(*value) || found == 1;
+}
+
+void CheckReads(const StoreObject& object, const JDoc& data, const std::string& name) {
+  if (name.find('\0') != std::string::npos) return;  // a key the getters cannot name
+  const JVal* value = OwnMember(data, name);
+  const char* key = name.c_str();
+  std::string text;
+  int number = 0;
+  long long wide = 0;
+  bool flag = false;
+  double real = 0;
+  const bool agree =
+      Agrees(
+          Get(object, key, text), value, [](const JVal& v) { return v.IsString(); },
+          [&](const JVal& v) {
+            return v.IsString() && text == std::string(v.GetString(), v.GetStringLength());
+          }) &&
+      Agrees(
+          Get(object, key, number), value, [](const JVal& v) { return v.IsInt(); },
+          [&](const JVal& v) { return v.IsNumber() && v.GetDouble() == number; }) &&
+      Agrees(
+          Get(object, key, wide), value, [](const JVal& v) { return v.IsInt64(); },
+          [&](const JVal& v) {
+            return v.IsInt64() ? v.GetInt64() == wide
+                               : v.IsNumber() && v.GetDouble() == static_cast<double>(wide);
+          }) &&
+      Agrees(
+          Get(object, key, flag), value, [](const JVal& v) { return v.IsBool(); },
+          [&](const JVal& v) { return v.IsBool() && v.GetBool() == flag; }) &&
+      Agrees(
+          Get(object, key, real), value, [](const JVal& v) { return v.IsDouble(); },
+          [&](const JVal& v) { return v.IsNumber() && v.GetDouble() == real; });
+  if (!agree) Fail("a getter disagrees with the data on \"" + name + "\"");
+}
+
 // Every member through every getter, then every sub-object and instance
 // the same way, down to kMaxDepth.
 void Walk(const ConfigStoreObject& object, int depth) {
   const JDoc data = ParsedObject(object.GetData(), "GetData of a view");
   const std::vector<std::string> names = MemberNames(data);
   for (const char* key : kSampleMembers) ReadMember(object, key);
-  for (const std::string& name : names) ReadMember(object, name.c_str());
+  for (const std::string& name : names) {
+    ReadMember(object, name.c_str());
+    CheckReads(object, data, name);
+  }
   if (depth == kMaxDepth) return;
   const ConfigStoreObjectId& id = object.GetConfigStoreObjectId();
   for (const std::string& name : names) {
