@@ -24,3 +24,14 @@ if(CONFIGSTORE_SANITIZE)
   target_compile_options(configstore_build_flags INTERFACE ${_cs_sanitizers})
   target_link_options(configstore_build_flags INTERFACE ${_cs_sanitizers})
 endif()
+
+# The fuzz build: libFuzzer's coverage instrumentation on every translation
+# unit, beside the sanitizers (CONFIGSTORE_SANITIZE is on with it); only the
+# fuzz executables link libFuzzer itself.
+if(CONFIGSTORE_BUILD_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "CONFIGSTORE_BUILD_FUZZ needs clang: configure with CXX=clang++")
+  endif()
+  target_compile_options(configstore_build_flags INTERFACE -fsanitize=fuzzer-no-link
+    -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/sanitizer_ignorelist.txt)
+endif()
