@@ -1,6 +1,7 @@
 #include "json/document.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -25,7 +26,14 @@ struct PooledDocument {
 constexpr const char* kLogTooDeep = "JSON text nests deeper than %zu levels";
 constexpr const char* kDuplicateMember = "duplicate member \"";
 constexpr const char* kDuplicateAt = "\" at ";
-constexpr unsigned kOutsideParseFlags = rapidjson::kParseValidateEncodingFlag;
+constexpr const char* kNumberOutOfRange = "number out of range at ";
+constexpr const char* kAtOffset = "offset ";
+// Full precision: each number is read as the nearest double, which the
+// writer's shortest form reproduces, so a value survives any number of
+// writes and reads unchanged.
+constexpr unsigned kStoredParseFlags = rapidjson::kParseFullPrecisionFlag;
+constexpr unsigned kOutsideParseFlags =
+    rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
 
 // The deepest nesting of the text's arrays and objects, counting brackets
 // outside strings; stops counting once past `limit`. Malformed text is left
@@ -78,10 +86,11 @@ const JVal* RepeatedName(const JVal& object) {
   return repeated == names.end() ? nullptr : *repeated;
 }
 
-// The fault of a text: a string or member name that is not UTF-8, or a
-// repeated member name; `pointer` is built only when there is one, from the
-// innermost step out.
-enum class Fault { kNone, kNotUtf8, kRepeated };
+// The fault of a text: a string or member name that is not UTF-8, a
+// repeated member name, or a number too large for a double (which reads as
+// infinity and has no JSON text); `pointer` is built only when there is
+// one, from the innermost step out.
+enum class Fault { kNone, kNotUtf8, kRepeated, kOutOfRange };
 
 Fault Prefixed(Fault fault, const std::string& token, std::string* pointer) {
   if (fault != Fault::kNone) *pointer = ChildPointer(std::string(), token) + *pointer;
@@ -94,6 +103,7 @@ Fault FindFault(const JVal& value, std::string* repeated, std::string* pointer) 
   if (value.IsString()) {
     return IsValidUtf8(value.GetString(), value.GetStringLength()) ? Fault::kNone : Fault::kNotUtf8;
   }
+  if (value.IsDouble()) return std::isfinite(value.GetDouble()) ? Fault::kNone : Fault::kOutOfRange;
   if (value.IsArray()) {
     for (rapidjson::SizeType i = 0; i < value.Size(); ++i) {
       const Fault fault = FindFault(value[i], repeated, pointer);
@@ -127,19 +137,29 @@ bool ConfigStoreDocument::Parse(JDoc& document, const char* text, std::size_t le
   if (problem != nullptr) problem->clear();
   if (NestsTooDeep(text, length)) return false;
   document.Parse<kOutsideParseFlags>(text, length);
-  if (document.HasParseError()) return false;
+  if (document.HasParseError()) {
+    // Some numbers too large are refused by the parser, others read as
+    // infinity and are found below: the caller hears the same of both.
+    if (problem != nullptr && document.GetParseError() == rapidjson::kParseErrorNumberTooBig) {
+      *problem =
+          kNumberOutOfRange + std::string(kAtOffset) + std::to_string(document.GetErrorOffset());
+    }
+    return false;
+  }
   std::string name;
   std::string pointer;
   const Fault fault = FindFault(document, &name, &pointer);
-  if (fault == Fault::kRepeated && problem != nullptr) {
+  if (problem != nullptr && fault == Fault::kRepeated) {
     *problem = kDuplicateMember + name + kDuplicateAt + pointer;
+  } else if (problem != nullptr && fault == Fault::kOutOfRange) {
+    *problem = kNumberOutOfRange + (pointer.empty() ? std::string("/") : pointer);
   }
   return fault == Fault::kNone;
 }
 
 bool ConfigStoreDocument::ParseStored(JDoc& document, const char* text, std::size_t length) {
   if (NestsTooDeep(text, length)) return false;
-  document.Parse(text, length);
+  document.Parse<kStoredParseFlags>(text, length);
   return !document.HasParseError();
 }
 

@@ -31,9 +31,12 @@ class ConfigStoreDocument {
   // (callers, files, the tool's input) into `document`. False when the text
   // is not one JSON value, nests deeper than kMaxNestingDepth (logged at
   // priority 1), is not valid UTF-8 (raw, or once its \u escapes are
-  // decoded), or repeats a member name within one object; for a repeated
-  // name `problem`, when given, becomes `duplicate member "<name>" at
-  // <pointer>`, and stays empty otherwise. Text that is not UTF-8 would
+  // decoded), repeats a member name within one object, or holds a number
+  // beyond the range of a double. For a repeated name `problem`, when given,
+  // becomes `duplicate member "<name>" at <pointer>`, for such a number
+  // `number out of range at <pointer>` (or `at offset <n>` when the parser
+  // itself refused it), and stays empty otherwise. Numbers
+  // are read at full precision, here and in ParseStored. Text that is not UTF-8 would
   // reach the validator's string checks, which read past their tables on
   // it; a repeated name lets the validator and the accessors see different
   // members.

@@ -123,8 +123,10 @@ void NotifyIfAllowlisted(const ConfigStoreObjectId& id) { NotifyWithin(id, kNoti
 void NotifyIfAllowlisted(const std::vector<ConfigStoreObjectId>& ids) {
   const auto deadline = std::chrono::steady_clock::now() + kWriteNotificationBudget;
   for (const ConfigStoreObjectId& id : ids) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
+    // Rounded up: the last notification runs to the write's deadline, and
+    // the next one finds nothing left.
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0) {
       CSLogger::Log(2, kLogBudgetSpent, id.toString().c_str());
       return;

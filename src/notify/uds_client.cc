@@ -44,9 +44,11 @@ UdsClient::UdsClient(const std::string& endpoint, std::chrono::milliseconds budg
 
 UdsClient::~UdsClient() { Disconnect(); }
 
+// Rounded up, so that the client gives up only once its deadline has passed,
+// never a fraction of a millisecond early.
 int UdsClient::Remaining() const {
-  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-      deadline_ - std::chrono::steady_clock::now());
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(deadline_ - std::chrono::steady_clock::now());
   return static_cast<int>(std::max<long long>(0, left.count()));
 }
 

@@ -11,6 +11,7 @@
 #include "db/config_reads.h"
 #include "db/config_writes.h"
 #include "db/transaction.h"
+#include "json/document.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/schema_object.h"
 #include "platform/schema_store.h"
@@ -61,7 +62,8 @@ void Place(JDoc& document, const ConfigStoreObject& object, bool nonSingleton) {
   JVal& group = Member(Member(document, id.component, rapidjson::kObjectType, allocator), id.group,
                        rapidjson::kObjectType, allocator);
   JDoc data(&allocator);
-  data.Parse(object.GetData().c_str());
+  const std::string text = object.GetData();
+  ConfigStoreDocument::ParseStored(data, text.c_str(), text.size());
   if (nonSingleton) {
     Member(group, id.key, rapidjson::kArrayType, allocator).PushBack(data.Move(), allocator);
   } else {

@@ -98,6 +98,29 @@ TEST(CreateDocument, RefusesTextThatIsNotUtf8OrRepeatsAMember) {
   EXPECT_EQ(where, "/a/0");
 }
 
+// A number past the range of a double would read as infinity, which has no
+// JSON text; any other number reads back as itself after it is written.
+TEST(CreateDocument, NumbersOutOfRangeAreRefusedAndTheRestRoundTrip) {
+  EXPECT_CS_ERROR(InvalidArgumentException, 1080,
+                  "Failed to parse JSON String: number out of range at /a/1/b",
+                  CreateDocumentFromString(R"({"a": [1, {"b": -2e308}]})"));
+  EXPECT_CS_ERROR(InvalidArgumentException, 1080,
+                  "Failed to parse JSON String: number out of range at /",
+                  CreateDocumentFromString("1.8e308"));
+  EXPECT_CS_ERROR(InvalidArgumentException, 1080,
+                  "Failed to parse JSON String: number out of range at offset 9",
+                  CreateDocumentFromString(R"({"mtu": [1e400]})"));
+  for (const char* text : {"[22.0000012268286370]", "[0.1000000000000000055511151231257827]",
+                           "[1.7976931348623157e308]", "[4.9406564584124654e-324]",
+                           "[123456789012345678901234567890]"}) {
+    const std::string once = SerializeJson(CreateDocumentFromString(text)->GetDocument());
+    const std::string twice =
+        SerializeJson(CreateDocumentFromStoredText(once.data(), once.size())->GetDocument());
+    EXPECT_EQ(once, twice) << text;
+    EXPECT_EQ(once, SerializeJson(CreateDocumentFromString(once)->GetDocument())) << text;
+  }
+}
+
 TEST(ClearGeneratedInstanceId, RemovesTheMemberAtEveryDepth) {
   auto doc = CreateDocumentFromString(R"([
     {"cs_generated_id": "1", "name": "a", "sub": {"cs_generated_id": "2", "x": 1}},

@@ -32,7 +32,7 @@ struct WatchArgs {
 // one notification. False when the body is not JSON.
 bool PrintBody(const std::string& body) {
   OrinConfigStore::JDoc document;
-  document.Parse(body.c_str(), body.size());
+  ParseJsonText(document, body);
   if (document.HasParseError()) return false;
   JsonPrinter(false).Print(document);
   return true;

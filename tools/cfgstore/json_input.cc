@@ -42,7 +42,8 @@ std::string ReadSource(const std::string& source) {
 // tool accepts is text the library accepts.
 OrinConfigStore::JDoc ParseOrThrow(const std::string& text) {
   OrinConfigStore::JDoc document;
-  document.Parse<rapidjson::kParseValidateEncodingFlag>(text.c_str(), text.size());
+  document.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag>(
+      text.c_str(), text.size());
   if (document.HasParseError()) {
     throw JsonArgumentError(kUnparsable +
                             std::string(rapidjson::GetParseError_En(document.GetParseError())) +

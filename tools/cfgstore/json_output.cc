@@ -37,14 +37,18 @@ void JsonPrinter::Print(const OrinConfigStore::JVal& value) const {
 
 void JsonPrinter::PrintText(const std::string& json) const {
   OrinConfigStore::JDoc document;
-  document.Parse(json.c_str(), json.size());
+  ParseJsonText(document, json);
   Print(document);
+}
+
+void ParseJsonText(OrinConfigStore::JDoc& document, const std::string& json) {
+  document.Parse<rapidjson::kParseFullPrecisionFlag>(json.c_str(), json.size());
 }
 
 OrinConfigStore::JVal ParseValue(const std::string& json, OrinConfigStore::JAllocator& allocator) {
   // Parsed straight into `allocator`, so the value outlives the document.
   OrinConfigStore::JDoc parsed(&allocator);
-  parsed.Parse(json.c_str(), json.size());
+  ParseJsonText(parsed, json);
   OrinConfigStore::JVal value;
   value.Swap(parsed);
   return value;
