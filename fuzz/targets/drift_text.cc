@@ -29,8 +29,8 @@ void Walk(const DriftObject& drift, int depth) {
   std::string data;
   if (!Attempt([&] { data = drift.GetData(); })) Fail("drift data without a text");
   OrinConfigStore::JDoc parsed;
-  parsed.Parse(data.c_str(), data.size());
-  if (parsed.HasParseError()) Fail("drift data is not JSON: " + data);
+  if (OrinConfigStore::ParseJsonText(parsed, data.c_str(), data.size()).IsError())
+    Fail("drift data is not JSON: " + data);
 
   std::vector<std::pair<std::string, std::string>> properties;
   Attempt([&] { properties = drift.Get(); });

@@ -34,12 +34,14 @@ constexpr std::size_t kMaxMembers = 16;
 const char* const kSampleMembers[] = {"name",    "mtu",    "enabled", "addresses",
                                       "address", "domain", "options", "timeout"};
 
-// The text must be a JSON object, whatever was done to the object. Read
-// with full precision, so that each number is the one that was written.
+// The text must be a JSON object, whatever was done to the object. Read as
+// the library reads, so that each number is the one that was written.
 JDoc ParsedObject(const std::string& text, const char* what) {
   JDoc document;
-  document.Parse<rapidjson::kParseFullPrecisionFlag>(text.c_str(), text.size());
-  if (document.HasParseError() || !document.IsObject()) Fail(std::string(what) + ": " + text);
+  if (OrinConfigStore::ParseJsonText(document, text.c_str(), text.size()).IsError() ||
+      !document.IsObject()) {
+    Fail(std::string(what) + ": " + text);
+  }
   return document;
 }
 
@@ -109,7 +111,8 @@ bool Agrees(int found, const JVal* value, Exact exact, Same same) {
 }
 
 void CheckReads(const StoreObject& object, const JDoc& data, const std::string& name) {
-  if (name.find('\0') != std::string::npos) return;  // a key the getters cannot name
+  // Keys the getters refuse (empty) or cannot name (a zero byte).
+  if (name.empty() || name.find('\0') != std::string::npos) return;
   const JVal* value = OwnMember(data, name);
   const char* key = name.c_str();
   std::string text;

@@ -85,8 +85,10 @@ std::shared_ptr<FilterSpecObject> TypeFilter(const ConfigStoreObjectId& id) {
 void CheckData(const ConfigStoreObject& object) {
   const std::string data = object.GetData();
   JDoc parsed;
-  parsed.Parse(data.c_str(), data.size());
-  if (parsed.HasParseError() || !parsed.IsObject()) Fail("a stored object reads as " + data);
+  if (OrinConfigStore::ParseJsonText(parsed, data.c_str(), data.size()).IsError() ||
+      !parsed.IsObject()) {
+    Fail("a stored object reads as " + data);
+  }
 }
 
 // Every read of the operation's type; what a write stored is read back.

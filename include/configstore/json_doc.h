@@ -1,6 +1,7 @@
 #ifndef CONFIGSTORE_JSON_DOC_H_
 #define CONFIGSTORE_JSON_DOC_H_
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -59,6 +60,15 @@ CONFIGSTORE_API std::shared_ptr<JsonDoc> CreateDocumentFromString(const std::str
 // cannot be opened or does not hold one JSON value raises
 // InvalidArgumentException 1081 "Failed to parse JSON file <path>".
 CONFIGSTORE_API std::shared_ptr<JsonDoc> CreateDocumentFromFile(const std::string& path);
+
+// Parses `length` characters of JSON `text` into `document` the way the
+// library reads JSON: integers exactly, and every other number as the
+// nearest double, so that a document serialised and parsed again holds the
+// same numbers (rapidjson's own reading may be a little off). With
+// `validateUtf8`, text that is not UTF-8 is a parse error. On an error the
+// document keeps its value. Returns rapidjson's result (error and offset).
+CONFIGSTORE_API rapidjson::ParseResult ParseJsonText(JDoc& document, const char* text,
+                                                     std::size_t length, bool validateUtf8 = false);
 
 // Removes every member named "cs_generated_id" from `value` and from every
 // object and array nested in it. A null pointer is ignored.

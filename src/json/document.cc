@@ -28,12 +28,6 @@ constexpr const char* kDuplicateMember = "duplicate member \"";
 constexpr const char* kDuplicateAt = "\" at ";
 constexpr const char* kNumberOutOfRange = "number out of range at ";
 constexpr const char* kAtOffset = "offset ";
-// Full precision: each number is read as the nearest double, which the
-// writer's shortest form reproduces, so a value survives any number of
-// writes and reads unchanged.
-constexpr unsigned kStoredParseFlags = rapidjson::kParseFullPrecisionFlag;
-constexpr unsigned kOutsideParseFlags =
-    rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
 
 // The deepest nesting of the text's arrays and objects, counting brackets
 // outside strings; stops counting once past `limit`. Malformed text is left
@@ -73,17 +67,24 @@ bool NestsTooDeep(const char* text, std::size_t length) {
 
 std::string_view View(const JVal& text) { return {text.GetString(), text.GetStringLength()}; }
 
-// The first member name that `object` repeats, or null.
+// A member name that `object` repeats with a value before the last
+// occurrence, or null. An earlier occurrence holding null is no repeat: a
+// setter appends beside a null member, which every reader skips, so that
+// shape is the library's own and reads one way only.
 const JVal* RepeatedName(const JVal& object) {
-  std::vector<const JVal*> names;
-  names.reserve(object.MemberCount());
-  for (const auto& member : object.GetObject()) names.push_back(&member.name);
-  std::stable_sort(names.begin(), names.end(),
-                   [](const JVal* a, const JVal* b) { return View(*a) < View(*b); });
-  const auto repeated =
-      std::adjacent_find(names.begin(), names.end(),
-                         [](const JVal* a, const JVal* b) { return View(*a) == View(*b); });
-  return repeated == names.end() ? nullptr : *repeated;
+  using Member = JVal::ConstMemberIterator;
+  std::vector<Member> members;
+  members.reserve(object.MemberCount());
+  for (Member member = object.MemberBegin(); member != object.MemberEnd(); ++member) {
+    members.push_back(member);
+  }
+  std::stable_sort(members.begin(), members.end(),
+                   [](const Member& a, const Member& b) { return View(a->name) < View(b->name); });
+  for (std::size_t i = 0; i + 1 < members.size(); ++i) {
+    const bool sameNext = View(members[i]->name) == View(members[i + 1]->name);
+    if (sameNext && !members[i]->value.IsNull()) return &members[i]->name;
+  }
+  return nullptr;
 }
 
 // The fault of a text: a string or member name that is not UTF-8, a
@@ -136,13 +137,12 @@ bool ConfigStoreDocument::Parse(JDoc& document, const char* text, std::size_t le
                                 std::string* problem) {
   if (problem != nullptr) problem->clear();
   if (NestsTooDeep(text, length)) return false;
-  document.Parse<kOutsideParseFlags>(text, length);
-  if (document.HasParseError()) {
+  const rapidjson::ParseResult result = ParseJsonText(document, text, length, true);
+  if (result.IsError()) {
     // Some numbers too large are refused by the parser, others read as
     // infinity and are found below: the caller hears the same of both.
-    if (problem != nullptr && document.GetParseError() == rapidjson::kParseErrorNumberTooBig) {
-      *problem =
-          kNumberOutOfRange + std::string(kAtOffset) + std::to_string(document.GetErrorOffset());
+    if (problem != nullptr && result.Code() == rapidjson::kParseErrorNumberTooBig) {
+      *problem = kNumberOutOfRange + std::string(kAtOffset) + std::to_string(result.Offset());
     }
     return false;
   }
@@ -159,8 +159,7 @@ bool ConfigStoreDocument::Parse(JDoc& document, const char* text, std::size_t le
 
 bool ConfigStoreDocument::ParseStored(JDoc& document, const char* text, std::size_t length) {
   if (NestsTooDeep(text, length)) return false;
-  document.Parse<kStoredParseFlags>(text, length);
-  return !document.HasParseError();
+  return !ParseJsonText(document, text, length).IsError();
 }
 
 void ConfigStoreDocument::SerializeValue(const JVal& value, std::string& out) {

@@ -31,12 +31,14 @@ class ConfigStoreDocument {
   // (callers, files, the tool's input) into `document`. False when the text
   // is not one JSON value, nests deeper than kMaxNestingDepth (logged at
   // priority 1), is not valid UTF-8 (raw, or once its \u escapes are
-  // decoded), repeats a member name within one object, or holds a number
+  // decoded), repeats a member name within one object (an earlier
+  // occurrence holding null aside: the setters append beside a null member,
+  // and readers skip it), or holds a number
   // beyond the range of a double. For a repeated name `problem`, when given,
   // becomes `duplicate member "<name>" at <pointer>`, for such a number
   // `number out of range at <pointer>` (or `at offset <n>` when the parser
-  // itself refused it), and stays empty otherwise. Numbers
-  // are read at full precision, here and in ParseStored. Text that is not UTF-8 would
+  // itself refused it), and stays empty otherwise. Numbers are read exactly
+  // (ParseJsonText), here and in ParseStored. Text that is not UTF-8 would
   // reach the validator's string checks, which read past their tables on
   // it; a repeated name lets the validator and the accessors see different
   // members.
@@ -120,7 +122,8 @@ std::shared_ptr<JsonDoc> CreateDocumentFromStoredText(const char* text, std::siz
 // overlong forms, surrogates or code points past U+10FFFF.
 bool IsValidUtf8(const char* text, std::size_t length);
 
-// Whether an object in `value` repeats a member name, looked for up to the
+// Whether an object in `value` repeats a member name (as Parse counts
+// repeats: not after a null occurrence), looked for up to the
 // first text that is not valid UTF-8; `pointer` then becomes the JSON
 // pointer of the repeated member.
 bool FindRepeatedMember(const JVal& value, std::string* pointer);

@@ -90,16 +90,6 @@ const TagSet kReservedTags14{0, 13, 11, 14};
 const TagSet kReservedTags15{0, 13, 11, 15};
 const TagSet kReservedTags16{0, 13, 11, 16};
 
-void AddValidationError(const std::string& field, CSErrorCodes code, std::vector<ErrorInfo>& errors,
-                        ...) {
-  const char* format = GetErrorTemplate(code);
-  va_list args;
-  va_start(args, errors);
-  std::string text = Str_VFormat(format, args);
-  va_end(args);
-  errors.push_back(ErrorInfo{field, std::move(text)});
-}
-
 // Reads the whole result before appending, so that a malformed entry leaves
 // the caller's list as it was.
 void CollectValidationErrors(const JVal& result, std::vector<ErrorInfo>& errors, bool quiet) {

@@ -16,6 +16,7 @@
 #include "configstore/config_store_object.h"
 #include "configstore/exceptions.h"
 #include "configstore/json.h"
+#include "errors/format.h"
 
 namespace OrinSchemaStore {
 class SchemaObject;
@@ -78,8 +79,15 @@ bool ValidateDocumentWithCache(const JVal& document, const std::unordered_set<in
                                std::shared_ptr<OrinSchemaStore::SchemaObjectCache> cache,
                                std::vector<ErrorInfo>& errors);
 void CollectValidationErrors(const JVal& result, std::vector<ErrorInfo>& errors, bool quiet);
+
+// Appends the error `code` for `field`, its message template filled with
+// `args`. A template rather than C varargs: va_start after a reference
+// parameter is undefined.
+template <typename... Args>
 void AddValidationError(const std::string& field, CSErrorCodes code, std::vector<ErrorInfo>& errors,
-                        ...);
+                        Args... args) {
+  errors.push_back(ErrorInfo{field, Str_Format(GetErrorTemplate(code), args...)});
+}
 
 }  // namespace OrinConfigStore
 

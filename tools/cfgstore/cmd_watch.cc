@@ -32,8 +32,7 @@ struct WatchArgs {
 // one notification. False when the body is not JSON.
 bool PrintBody(const std::string& body) {
   OrinConfigStore::JDoc document;
-  ParseJsonText(document, body);
-  if (document.HasParseError()) return false;
+  if (OrinConfigStore::ParseJsonText(document, body.c_str(), body.size()).IsError()) return false;
   JsonPrinter(false).Print(document);
   return true;
 }

@@ -42,12 +42,11 @@ std::string ReadSource(const std::string& source) {
 // tool accepts is text the library accepts.
 OrinConfigStore::JDoc ParseOrThrow(const std::string& text) {
   OrinConfigStore::JDoc document;
-  document.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag>(
-      text.c_str(), text.size());
-  if (document.HasParseError()) {
-    throw JsonArgumentError(kUnparsable +
-                            std::string(rapidjson::GetParseError_En(document.GetParseError())) +
-                            kAtOffset + std::to_string(document.GetErrorOffset()));
+  const rapidjson::ParseResult result =
+      OrinConfigStore::ParseJsonText(document, text.c_str(), text.size(), true);
+  if (result.IsError()) {
+    throw JsonArgumentError(kUnparsable + std::string(rapidjson::GetParseError_En(result.Code())) +
+                            kAtOffset + std::to_string(result.Offset()));
   }
   return document;
 }

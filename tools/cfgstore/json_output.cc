@@ -37,18 +37,15 @@ void JsonPrinter::Print(const OrinConfigStore::JVal& value) const {
 
 void JsonPrinter::PrintText(const std::string& json) const {
   OrinConfigStore::JDoc document;
-  ParseJsonText(document, json);
+  // Read as the library reads, so that a printed number is the stored one.
+  OrinConfigStore::ParseJsonText(document, json.c_str(), json.size());
   Print(document);
-}
-
-void ParseJsonText(OrinConfigStore::JDoc& document, const std::string& json) {
-  document.Parse<rapidjson::kParseFullPrecisionFlag>(json.c_str(), json.size());
 }
 
 OrinConfigStore::JVal ParseValue(const std::string& json, OrinConfigStore::JAllocator& allocator) {
   // Parsed straight into `allocator`, so the value outlives the document.
   OrinConfigStore::JDoc parsed(&allocator);
-  ParseJsonText(parsed, json);
+  OrinConfigStore::ParseJsonText(parsed, json.c_str(), json.size());
   OrinConfigStore::JVal value;
   value.Swap(parsed);
   return value;

@@ -24,10 +24,6 @@ class JsonPrinter {
   bool pretty_;
 };
 
-// Parses JSON text into `document` the way the library reads it: numbers at
-// full precision, so that a printed number is the stored one.
-void ParseJsonText(OrinConfigStore::JDoc& document, const std::string& json);
-
 // The parsed JSON text as a value owned by `allocator`.
 OrinConfigStore::JVal ParseValue(const std::string& json, OrinConfigStore::JAllocator& allocator);
 

@@ -1,7 +1,6 @@
 #include "store_access.h"
 
 #include "identifier.h"
-#include "json_output.h"
 #include "tool_error.h"
 
 namespace cfgstore {
@@ -53,7 +52,7 @@ std::shared_ptr<OrinConfigStore::ConfigStoreObject> BuildObject(const ConfigStor
   const std::string member = InstanceIdMember(*object, id.key);
   if (member.empty()) return object;  // a singleton type: the store refuses the instance id
   OrinConfigStore::JDoc data;
-  ParseJsonText(data, json);
+  OrinConfigStore::ParseJsonText(data, json.c_str(), json.size());
   const auto given = data.FindMember(member.c_str());
   if (given != data.MemberEnd() &&
       !(given->value.IsString() && id.instanceId == given->value.GetString())) {

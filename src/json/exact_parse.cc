@@ -1,0 +1,128 @@
+// Reading JSON text with every number exact.
+//
+// rapidjson's default reading of a fraction or an exponent may be a few
+// units in the last place off, so a value written and read again drifts;
+// its full-precision reading is right on most inputs but, in the version
+// the host ships, wrong on some (zero digits with an exponent, certain long
+// fractions) and undefined on others. Numbers are therefore taken from the
+// reader as text and converted here: integers exactly, as rapidjson types
+// them, and everything else as the nearest double.
+
+#include <clocale>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <string>
+
+#include <locale.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+
+#include "configstore/json_doc.h"
+
+namespace OrinConfigStore {
+
+namespace {
+
+using rapidjson::SizeType;
+
+// The "C" locale, so that a process's own locale never changes what a
+// decimal point is.
+locale_t CLocale() {
+  static const locale_t locale = newlocale(LC_NUMERIC_MASK, "C", static_cast<locale_t>(nullptr));
+  return locale;
+}
+
+// The nearest double to the number `text` (`length` characters); beyond
+// the range of a double, an infinity of its sign.
+double NearestDouble(const char* text, SizeType length) {
+  const std::string copy(text, length);
+  return strtod_l(copy.c_str(), nullptr, CLocale());
+}
+
+// Hands the number `text` to `document` as rapidjson's own reader types it:
+// an integer as int, unsigned, int64 or uint64 (the narrowest that holds it
+// with its sign), anything else, or an integer too long for 64 bits, as a
+// double.
+bool AddNumber(JDoc& document, const char* text, SizeType length) {
+  const bool minus = length > 0 && text[0] == '-';
+  std::uint64_t magnitude = 0;
+  constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
+  for (SizeType i = minus ? 1 : 0; i < length; ++i) {
+    const char c = text[i];
+    const auto digit = static_cast<std::uint64_t>(c - '0');
+    if (c < '0' || c > '9' || magnitude > (kMax - digit) / 10) {
+      return document.Double(NearestDouble(text, length));
+    }
+    magnitude = magnitude * 10 + digit;
+  }
+  constexpr std::uint64_t kIntLimit = std::uint64_t{1} << 31;
+  constexpr std::uint64_t kInt64Limit = std::uint64_t{1} << 63;
+  if (minus && magnitude <= kIntLimit) {
+    return document.Int(static_cast<int>(-static_cast<std::int64_t>(magnitude)));
+  }
+  if (minus && magnitude <= kInt64Limit) {
+    // -2^63 has no positive counterpart: negate in unsigned arithmetic.
+    return document.Int64(static_cast<std::int64_t>(~magnitude + 1));
+  }
+  if (minus) return document.Double(NearestDouble(text, length));
+  if (magnitude <= std::numeric_limits<unsigned>::max()) {
+    return document.Uint(static_cast<unsigned>(magnitude));
+  }
+  return document.Uint64(magnitude);
+}
+
+// The reader's events, passed on to the document unchanged but for numbers.
+class ExactNumbers {
+ public:
+  explicit ExactNumbers(JDoc& document) : document_(document) {}
+
+  bool Null() { return document_.Null(); }
+  bool Bool(bool b) { return document_.Bool(b); }
+  bool Int(int i) { return document_.Int(i); }
+  bool Uint(unsigned i) { return document_.Uint(i); }
+  bool Int64(std::int64_t i) { return document_.Int64(i); }
+  bool Uint64(std::uint64_t i) { return document_.Uint64(i); }
+  bool Double(double d) { return document_.Double(d); }
+  bool RawNumber(const char* text, SizeType length, bool) {
+    return AddNumber(document_, text, length);
+  }
+  bool String(const char* text, SizeType length, bool copy) {
+    return document_.String(text, length, copy);
+  }
+  bool StartObject() { return document_.StartObject(); }
+  bool Key(const char* text, SizeType length, bool copy) {
+    return document_.Key(text, length, copy);
+  }
+  bool EndObject(SizeType count) { return document_.EndObject(count); }
+  bool StartArray() { return document_.StartArray(); }
+  bool EndArray(SizeType count) { return document_.EndArray(count); }
+
+ private:
+  JDoc& document_;
+};
+
+template <unsigned flags>
+rapidjson::ParseResult ReadInto(JDoc& document, const char* text, std::size_t length) {
+  rapidjson::ParseResult result;
+  auto generate = [&](JDoc& handler) {
+    rapidjson::MemoryStream memory(text, length);
+    rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(memory);
+    rapidjson::Reader reader;
+    ExactNumbers numbers(handler);
+    result = reader.Parse<flags | rapidjson::kParseNumbersAsStringsFlag>(input, numbers);
+    return !result.IsError();
+  };
+  document.Populate(generate);
+  return result;
+}
+
+}  // namespace
+
+rapidjson::ParseResult ParseJsonText(JDoc& document, const char* text, std::size_t length,
+                                     bool validateUtf8) {
+  return validateUtf8 ? ReadInto<rapidjson::kParseValidateEncodingFlag>(document, text, length)
+                      : ReadInto<rapidjson::kParseDefaultFlags>(document, text, length);
+}
+
+}  // namespace OrinConfigStore
