@@ -12,6 +12,7 @@
 #include "configstore/exec.h"
 #include "configstore/export.h"
 #include "configstore/filter_object.h"
+#include "configstore/history.h"
 #include "configstore/host.h"
 #include "configstore/json.h"
 #include "configstore/json_doc.h"

@@ -6,6 +6,7 @@
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
 #include "configstore/provisioning.h"
+#include "history_schema.h"
 #include "platform/db_store.h"
 #include "platform/host.h"
 
@@ -115,6 +116,10 @@ void InitializeDatabase() {
   }
   for (const auto& trigger : CreateTriggerStatements()) {
     RunCreate(connection, trigger.second, CS_ERR_CREATE_TRIGGER);
+  }
+  // After the triggers above: the history's must fire before updateRevision.
+  for (const std::string& statement : HistoryStatements()) {
+    RunCreate(connection, statement, CS_ERR_CREATE_TRIGGER);
   }
 }
 

@@ -84,6 +84,7 @@ void AddCommands(CLI::App& app, cfgstore::Tool& tool) {
   cfgstore::AddKvCommands(app, tool);
   cfgstore::AddBootCommands(app, tool);
   cfgstore::AddTransferCommands(app, tool);
+  cfgstore::AddHistoryCommand(app, tool);
   cfgstore::AddWatchCommand(app, tool);
 }
 
