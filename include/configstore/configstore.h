@@ -4,6 +4,7 @@
 // The whole public interface of the host configuration store.
 
 #include "configstore/boot.h"
+#include "configstore/conditional.h"
 #include "configstore/config_store.h"
 #include "configstore/config_store_object.h"
 #include "configstore/drift_object.h"

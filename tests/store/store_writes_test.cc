@@ -9,7 +9,9 @@
 #include <functional>
 
 #include "configstore/boot.h"
+#include "configstore/conditional.h"
 #include "configstore/config_store.h"
+#include "configstore/history.h"
 #include "database_root.h"
 #include "notify/notify.h"
 #include "platform/socket_calls.h"
@@ -243,6 +245,45 @@ TEST_F(StoreWritesTest, EachChangeIsAnnouncedOnceItStands) {
                                                  "net.interfaces.nics nic0:2",
                                                  "net.interfaces.nics nic5:1", "net.dns.resolver",
                                                  "net.dns.resolver :1", "orin.kernix.options :1"}));
+}
+
+}  // namespace
+}  // namespace OrinConfigStore
+
+namespace OrinConfigStore {
+namespace {
+
+// A conditional write happens only at the expected revision (-1: absent);
+// a conflict names both revisions and writes nothing, inside or outside a
+// caller's transaction; the history records exactly the writes that won.
+TEST_F(StoreWritesTest, ConditionalWritesHappenOnlyAtTheExpectedRevision) {
+  const ConfigStoreObjectId nic0("nics", "interfaces", "net", "nic0");
+  SetUserDataIfRevision(store_, Nic("nic0", R"({"mtu":1500})"), EXTERNAL, -1);
+  try {
+    SetUserDataIfRevision(store_, Nic("nic0", R"({"mtu":9000})"), EXTERNAL, -1);
+    ADD_FAILURE() << "no conflict";
+  } catch (const RevisionConflictException& e) {
+    EXPECT_EQ(e.GetErrorCode(), 2000);
+    EXPECT_EQ(e.GetExpectedRevision(), -1);
+    EXPECT_EQ(e.GetStoredRevision(), 1);
+    EXPECT_EQ(std::string(e.what()), "Revision conflict on " + nic0.toString() +
+                                         ": expected revision -1, stored revision 1");
+  }
+  UpdateIfRevision(store_, Nic("nic0", R"({"network":"frontend"})"), EXTERNAL, 1);
+  SetIfRevision(store_, Nic("nic0", R"({"mtu":1400})"), EXTERNAL, 2);
+  EXPECT_THROW(DeleteIfRevision(store_, nic0, 2), RevisionConflictException);
+  {
+    ConfigStoreTransaction outer(store_);
+    EXPECT_THROW(UpdateIfRevision(store_, Nic("nic0", R"({"mtu":1})"), EXTERNAL, 9),
+                 RevisionConflictException);
+    outer.Commit();
+  }
+  EXPECT_EQ(store_->GetRevision(nic0), 3);
+  DeleteIfRevision(store_, nic0, 3);
+  EXPECT_EQ(store_->GetRevision(nic0), -1);
+  std::string changes;
+  for (const HistoryRecord& record : GetHistory(nic0)) changes += record.change + " ";
+  EXPECT_EQ(changes, "delete replace update insert ");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <configstore/configstore.h>
 #include <CLI/CLI.hpp>
 
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -39,6 +40,12 @@ constexpr const char* kUserSource = "user";
 constexpr const char* kVitalSource = "vital";
 constexpr const char* kCachedSource = "cached";
 constexpr const char* kAllSources = "all";
+constexpr const char* kIfRevisionHelp =
+    "Write only if the object's stored revision is this (-1: only if nothing is stored); "
+    "a conflict exits 5";
+constexpr const char* kIfRevisionSources = "--if-revision writes the user source or all";
+constexpr const char* kIfRevisionFilter = "--if-revision names one object, not a filter";
+constexpr int kUnconditional = -2;
 
 struct WriteArgs {
   std::string id;
@@ -46,14 +53,26 @@ struct WriteArgs {
   std::string source = kUserSource;
   std::string context = kUserContext;
   std::string filter;
+  int ifRevision = kUnconditional;
 };
+
+bool Conditional(const WriteArgs& args) { return args.ifRevision != kUnconditional; }
 
 int RunSet(const WriteArgs& args) {
   const auto id = ParseIdentifier(args.id);
   const auto object = BuildObject(id, ReadJsonObjectArgument(args.json));
   const auto context = ToContext(args.context);
-  const auto store = OpenStore();
-  if (args.source == kVitalSource) {
+  auto store = OpenStore();
+  if (Conditional(args)) {
+    if (args.source != kUserSource && args.source != kAllSources) {
+      throw UsageError(kIfRevisionSources);
+    }
+    if (args.source == kAllSources) {
+      OrinConfigStore::SetIfRevision(store, object, context, args.ifRevision);
+    } else {
+      OrinConfigStore::SetUserDataIfRevision(store, object, context, args.ifRevision);
+    }
+  } else if (args.source == kVitalSource) {
     store->SetVitalData(object);
   } else if (args.source == kCachedSource) {
     store->SetCachedData(object);
@@ -68,12 +87,23 @@ int RunSet(const WriteArgs& args) {
 int RunUpdate(const WriteArgs& args) {
   const auto id = ParseIdentifier(args.id);
   const auto object = BuildObject(id, ReadJsonObjectArgument(args.json));
-  OpenStore()->Update(object, ToContext(args.context));
+  auto store = OpenStore();
+  if (Conditional(args)) {
+    OrinConfigStore::UpdateIfRevision(store, object, ToContext(args.context), args.ifRevision);
+  } else {
+    store->Update(object, ToContext(args.context));
+  }
   return kSuccess;
 }
 
 int RunDelete(const WriteArgs& args) {
   const auto id = ParseIdentifier(args.id);
+  if (Conditional(args)) {
+    if (!args.filter.empty()) throw UsageError(kIfRevisionFilter);
+    auto store = OpenStore();
+    OrinConfigStore::DeleteIfRevision(store, id, args.ifRevision);
+    return kSuccess;
+  }
   if (SchemaCatalog().NamesAllInstances(id)) {
     const std::string filter =
         args.filter.empty() ? std::string() : ReadJsonObjectArgument(args.filter);
@@ -100,6 +130,11 @@ int RunValidate(const Tool& tool, const WriteArgs& args) {
   return errors.empty() ? kSuccess : kInvalid;
 }
 
+void AddIfRevisionOption(CLI::App* command, int& revision) {
+  command->add_option("--if-revision", revision, kIfRevisionHelp)
+      ->check(CLI::Range(-1, std::numeric_limits<int>::max()));
+}
+
 CLI::App* AddObjectCommand(CLI::App& app, const char* name, const char* help, WriteArgs& args) {
   CLI::App* command = app.add_subcommand(name, help);
   AddIdArgument(command, args.id, kIdHelp);
@@ -117,15 +152,18 @@ void AddWriteCommands(CLI::App& app, Tool& tool) {
       ->check(CLI::IsMember({kUserSource, kVitalSource, kCachedSource, kAllSources}))
       ->capture_default_str();
   AddContextOption(set, args->context);
+  AddIfRevisionOption(set, args->ifRevision);
   OnSelected(set, tool, [args] { return RunSet(*args); });
 
   CLI::App* update = AddObjectCommand(app, "update", kUpdateHelp, *args);
   AddContextOption(update, args->context);
+  AddIfRevisionOption(update, args->ifRevision);
   OnSelected(update, tool, [args] { return RunUpdate(*args); });
 
   CLI::App* remove = app.add_subcommand("delete", kDeleteHelp);
   AddIdArgument(remove, args->id, kIdHelp);
   remove->add_option("--filter", args->filter, kFilterHelp);
+  AddIfRevisionOption(remove, args->ifRevision);
   OnSelected(remove, tool, [args] { return RunDelete(*args); });
 
   CLI::App* validate = AddObjectCommand(app, "validate", kValidateHelp, *args);

@@ -96,6 +96,10 @@ ExitStatus ReportCurrentException() {
   } catch (const ToolError& e) {
     WriteErrorLine(e.Code(), e.what(), nullptr);
     return e.Status();
+  } catch (const OrinConfigStore::RevisionConflictException& e) {
+    // Somebody wrote first: read again and retry, as for a busy database.
+    WriteErrorLine(e.GetErrorCode(), e.what(), nullptr);
+    return kBusy;
   } catch (const OrinConfigStore::ValidationException& e) {
     WriteErrorLine(e.GetErrorCode(), e.what(), &e.GetErrors());
     return kInvalid;
