@@ -47,12 +47,7 @@ struct HistoryArgs {
 
 // A column's JSON text as a value; null for no value.
 JVal ValueOf(const std::optional<std::string>& text, JAllocator& allocator) {
-  if (!text) return JVal();
-  JDoc parsed(&allocator);
-  OrinConfigStore::ParseJsonText(parsed, text->c_str(), text->size());
-  JVal value;
-  value.Swap(parsed);
-  return value;
+  return text ? ParseValue(*text, allocator) : JVal();
 }
 
 JVal Text(const std::string& text, JAllocator& allocator) {
