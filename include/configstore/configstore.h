@@ -6,6 +6,7 @@
 #include "configstore/boot.h"
 #include "configstore/config_store.h"
 #include "configstore/config_store_object.h"
+#include "configstore/drift_compute.h"
 #include "configstore/drift_object.h"
 #include "configstore/error_codes.h"
 #include "configstore/exceptions.h"
