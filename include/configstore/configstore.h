@@ -11,6 +11,7 @@
 #include "configstore/error_codes.h"
 #include "configstore/exceptions.h"
 #include "configstore/exec.h"
+#include "configstore/explain.h"
 #include "configstore/export.h"
 #include "configstore/filter_object.h"
 #include "configstore/host.h"
