@@ -2,15 +2,19 @@
 #define CONFIGSTORE_DRIFT_COMPUTE_H_
 
 // Computing drift: the drift text (see drift_object.h) that takes one
-// configuration object's data from a reference state to a desired one.
+// configuration object's data from a reference state to a desired one, and
+// the drift of a whole export document against the store.
 
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "configstore/config_store.h"
 #include "configstore/config_store_object.h"
 #include "configstore/drift_object.h"
 #include "configstore/export.h"
 #include "configstore/json.h"
+#include "configstore/json_doc.h"
 
 namespace OrinConfigStore {
 
@@ -56,6 +60,23 @@ CONFIGSTORE_API std::string ComputeDriftText(const JVal& reference, const JVal& 
 CONFIGSTORE_API std::shared_ptr<DriftObject> ComputeDrift(
     const std::shared_ptr<ConfigStoreObject>& reference,
     const std::shared_ptr<ConfigStoreObject>& desired);
+
+// The drift of the store from an export document (the desired state,
+// {"<component>": {"<group>": {"<key>": <data> | [<instance data>, ...]}}}
+// as Export writes it): for each type the document names, ComputeDrift of
+// each stored object, as Export shows it, to the document's object of the
+// same identifier, leaving out those that hold the same data. An object
+// missing from the store is "ADD", an instance the document's array lacks
+// "DELETE", so that importing the document would leave the store without
+// drift. Ordered by component, group, key and instance id.
+//
+// The document is validated whole first, as Import validates it: problems
+// (an unknown type among them) raise ValidationException 2000 "Drift
+// document failed validation" with every error. The store is read through
+// Export, in one transaction on the store's connection. A null store raises
+// InvalidArgumentException 2000 "Drift needs a store".
+CONFIGSTORE_API std::vector<std::shared_ptr<DriftObject>> ComputeDocumentDrift(
+    const std::shared_ptr<ConfigStore>& store, const std::shared_ptr<JsonDoc>& document);
 
 }  // namespace OrinConfigStore
 
