@@ -223,4 +223,27 @@ TEST_F(CfgstoreTest, WatchPrintsANotificationAsTheOnlyListener) {
   EXPECT_FALSE(fs::exists(dir_ + "/" + kSocketName));
 }
 
+// get --explain names each member's source beside the merged object; a
+// usage error beside --default or --desired, not found like get.
+TEST_F(CfgstoreTest, GetExplainNamesTheSourceOfEachMember) {
+  const std::string nic1 = "net/interfaces/nics/nic1";
+  Ok({"set", nic1, R"({"network":"backend","mtu":1500})", "--context", "internal"});
+  Ok({"set", nic1, R"({"mtu":9000})"});
+  Ok({"set", nic1, R"({"macAddress":"02:00:00:00:00:01"})", "--source", "vital"});
+  const std::string data = Ok({"get", nic1});
+  const std::string explained = Ok({"get", nic1, "--explain"});
+  EXPECT_EQ(explained.rfind(R"({"data":)" + data.substr(0, data.size() - 1) + R"(,"members":[)", 0),
+            0u)
+      << explained;
+  for (const char* member :
+       {R"({"pointer":"/macAddress","value":"02:00:00:00:00:01","source":"vital","overrides":[]})",
+        R"({"pointer":"/network","value":"backend","source":"automatic","overrides":[]})",
+        R"({"pointer":"/mtu","value":9000,"source":"user","overrides":["automatic","default"]})",
+        R"({"pointer":"/enabled","value":true,"source":"default","overrides":[]})"}) {
+    EXPECT_NE(explained.find(member), std::string::npos) << member << " in " << explained;
+  }
+  EXPECT_EQ(Run({"get", nic1, "--explain", "--default"}), 2);
+  EXPECT_EQ(Run({"get", "net/interfaces/nics/nic2", "--explain"}), 1);
+}
+
 }  // namespace
