@@ -246,4 +246,31 @@ TEST_F(CfgstoreTest, GetExplainNamesTheSourceOfEachMember) {
   EXPECT_EQ(Run({"get", "net/interfaces/nics/nic2", "--explain"}), 1);
 }
 
+// diff prints the drift of the store from a document: [] and status 0 for
+// the store's own export, the drift of each object and status 3 otherwise.
+TEST_F(CfgstoreTest, DiffPrintsTheDriftFromADocument) {
+  Ok({"set", "net/dns/resolver", R"({"domain":"example.org","options":{"timeout":5}})"});
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":9000})"});
+  Write("host.json", Ok({"export"}));
+  EXPECT_EQ(Ok({"diff", "host.json"}), "[]\n");
+  const std::string desired = R"({"net":{"dns":{"resolver":{"domain":"lab.example",)"
+                              R"("options":{"timeout":5,"rotate":true}}},)"
+                              R"("interfaces":{"nics":[{"name":"nic2"}]}}})";
+  EXPECT_EQ(Run({"diff", "-"}, desired), 3) << err_;
+  EXPECT_EQ(out_, R"([{"id":"net/dns/resolver","operation":"SET",)"
+                  R"("drift":{"domain":"lab.example","options":{"rotate":"ADD"}}},)"
+                  R"({"id":"net/interfaces/nics/nic1","operation":"DELETE",)"
+                  R"("drift":{"mtu":"DELETE","name":"DELETE"}},)"
+                  R"({"id":"net/interfaces/nics/nic2","operation":"ADD","drift":{"name":"ADD"}}])"
+                  "\n");
+  EXPECT_EQ(err_, "");
+  // A document the store refuses says so on standard error only.
+  EXPECT_EQ(Run({"diff", "-"}, R"({"net":{"dns":{"nothing":{}}}})"), 3);
+  EXPECT_EQ(out_, "");
+  EXPECT_EQ(err_.rfind(R"({"error":{"code":2000,"message":"Drift document failed validation",)", 0),
+            0u)
+      << err_;
+  EXPECT_EQ(Run({"diff", "-"}, "{"), 2);
+}
+
 }  // namespace

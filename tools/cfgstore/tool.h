@@ -46,6 +46,7 @@ void AddKvCommands(CLI::App& app, Tool& tool);        // kv get|set
 void AddBootCommands(CLI::App& app, Tool& tool);      // boot ...
 void AddTransferCommands(CLI::App& app, Tool& tool);  // export, import
 void AddWatchCommand(CLI::App& app, Tool& tool);      // watch
+void AddDiffCommand(CLI::App& app, Tool& tool);       // diff
 
 }  // namespace cfgstore
 
