@@ -27,7 +27,8 @@ enum class ConfigSource : int {
   kUser = 4,
 };
 
-// "default", "vital", "cached", "automatic" or "user".
+// "default", "vital", "cached", "automatic" or "user" (empty for a value
+// outside the enumeration).
 CONFIGSTORE_API const char* ConfigSourceName(ConfigSource source);
 
 // One leaf member of an explained object.
