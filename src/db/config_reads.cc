@@ -64,14 +64,6 @@ constexpr const char* kInstanceIdsFailed = "GetInstanceIds failed";
 constexpr const char* kRowsFailed = "Get store rows failed.";
 constexpr const char* kLogNotFound = "Object not found: %s";
 
-// The layers are built in merge order: vital, cached, automatic, user.
-std::shared_ptr<ConfigStoreObject> MergedRow(const RowView& row, const ConfigStoreObjectId& id,
-                                             const SchemaPtr& schema) {
-  RowLayers layers(row, id, schema);
-  return layers.Merged({layers.Text(kVitalValue), layers.Text(kCachedValue),
-                        layers.Text(kAutoConfValue), layers.AppliedUserText()});
-}
-
 std::shared_ptr<ConfigStoreObject> MergedDefaultRow(const RowView& row,
                                                     const ConfigStoreObjectId& id,
                                                     const SchemaPtr& schema) {
@@ -84,10 +76,20 @@ int Number(const char* text) { return text != nullptr ? std::atoi(text) : 0; }
 
 }  // namespace
 
+const char* ObjectRowStatement() { return GetUpgradeCtx() ? kGetUpgrade : kGet; }
+
+// The layers are built in merge order: vital, cached, automatic, user.
+std::shared_ptr<ConfigStoreObject> MergedRow(const RowView& row, const ConfigStoreObjectId& id,
+                                             const SchemaPtr& schema) {
+  RowLayers layers(row, id, schema);
+  return layers.Merged({layers.Text(kVitalValue), layers.Text(kCachedValue),
+                        layers.Text(kAutoConfValue), layers.AppliedUserText()});
+}
+
 std::shared_ptr<ConfigStoreObject> GetInternal(const ConfigStoreObjectId& id,
                                                const Connection& connection,
                                                const SchemaPtr& schema) {
-  return ReadObject(GetUpgradeCtx() ? kGetUpgrade : kGet, id, connection,
+  return ReadObject(ObjectRowStatement(), id, connection,
                     [&](const RowView& row) { return MergedRow(row, id, schema); });
 }
 

@@ -18,6 +18,12 @@
 
 namespace OrinConfigStore {
 
+// The statement an object's row is read with (its template, formatted with
+// IdentifierParts), and the merge of one such row: GetInternal is the two
+// together; readers that need the row's sources as well share them.
+const char* ObjectRowStatement();
+std::shared_ptr<ConfigStoreObject> MergedRow(const RowView& row, const ConfigStoreObjectId& id,
+                                             const SchemaPtr& schema);
 // The merged object; null when nothing is stored. In the upgrade context a
 // staged desired value stands in for the user value.
 std::shared_ptr<ConfigStoreObject> GetInternal(const ConfigStoreObjectId& id,

@@ -112,4 +112,17 @@ TEST_F(PublicApiOnARoot, ObjectsFiltersTheStoreAndBoot) {
   EXPECT_TRUE(IsBoot());
 }
 
+// Explaining an object and computing drift, through the shared library.
+TEST_F(PublicApiOnARoot, ExplainAndDrift) {
+  auto store = ConfigStore::GetStore("");
+  store->SetUserData(CreateObject(kResolver, R"({"domain":"a.example"})"), EXTERNAL);
+  const ConfigExplanation explanation = ExplainConfig(kResolver);
+  ASSERT_FALSE(explanation.members.empty());
+  EXPECT_EQ(explanation.members.front().pointer, "/domain");
+  EXPECT_STREQ(ConfigSourceName(explanation.members.front().source), "user");
+  const auto desired = CreateObject(kResolver, R"({"domain":"b.example"})");
+  EXPECT_EQ(ComputeDrift(store->Get(kResolver), desired)->GetData(), R"({"domain":"b.example"})");
+  EXPECT_EQ(ComputeDocumentDrift(store, CreateDocumentFromString("{}")).size(), 0u);
+}
+
 }  // namespace

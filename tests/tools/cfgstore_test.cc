@@ -223,4 +223,54 @@ TEST_F(CfgstoreTest, WatchPrintsANotificationAsTheOnlyListener) {
   EXPECT_FALSE(fs::exists(dir_ + "/" + kSocketName));
 }
 
+// get --explain names each member's source beside the merged object; a
+// usage error beside --default or --desired, not found like get.
+TEST_F(CfgstoreTest, GetExplainNamesTheSourceOfEachMember) {
+  const std::string nic1 = "net/interfaces/nics/nic1";
+  Ok({"set", nic1, R"({"network":"backend","mtu":1500})", "--context", "internal"});
+  Ok({"set", nic1, R"({"mtu":9000})"});
+  Ok({"set", nic1, R"({"macAddress":"02:00:00:00:00:01"})", "--source", "vital"});
+  const std::string data = Ok({"get", nic1});
+  const std::string explained = Ok({"get", nic1, "--explain"});
+  EXPECT_EQ(explained.rfind(R"({"data":)" + data.substr(0, data.size() - 1) + R"(,"members":[)", 0),
+            0u)
+      << explained;
+  for (const char* member :
+       {R"({"pointer":"/macAddress","value":"02:00:00:00:00:01","source":"vital","overrides":[]})",
+        R"({"pointer":"/network","value":"backend","source":"automatic","overrides":[]})",
+        R"({"pointer":"/mtu","value":9000,"source":"user","overrides":["automatic","default"]})",
+        R"({"pointer":"/enabled","value":true,"source":"default","overrides":[]})"}) {
+    EXPECT_NE(explained.find(member), std::string::npos) << member << " in " << explained;
+  }
+  EXPECT_EQ(Run({"get", nic1, "--explain", "--default"}), 2);
+  EXPECT_EQ(Run({"get", "net/interfaces/nics/nic2", "--explain"}), 1);
+}
+
+// diff prints the drift of the store from a document: [] and status 0 for
+// the store's own export, the drift of each object and status 3 otherwise.
+TEST_F(CfgstoreTest, DiffPrintsTheDriftFromADocument) {
+  Ok({"set", "net/dns/resolver", R"({"domain":"example.org","options":{"timeout":5}})"});
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":9000})"});
+  Write("host.json", Ok({"export"}));
+  EXPECT_EQ(Ok({"diff", "host.json"}), "[]\n");
+  const std::string desired = R"({"net":{"dns":{"resolver":{"domain":"lab.example",)"
+                              R"("options":{"timeout":5,"rotate":true}}},)"
+                              R"("interfaces":{"nics":[{"name":"nic2"}]}}})";
+  EXPECT_EQ(Run({"diff", "-"}, desired), 3) << err_;
+  EXPECT_EQ(out_, R"([{"id":"net/dns/resolver","operation":"SET",)"
+                  R"("drift":{"domain":"lab.example","options":{"rotate":"ADD"}}},)"
+                  R"({"id":"net/interfaces/nics/nic1","operation":"DELETE",)"
+                  R"("drift":{"mtu":"DELETE","name":"DELETE"}},)"
+                  R"({"id":"net/interfaces/nics/nic2","operation":"ADD","drift":{"name":"ADD"}}])"
+                  "\n");
+  EXPECT_EQ(err_, "");
+  // A document the store refuses says so on standard error only.
+  EXPECT_EQ(Run({"diff", "-"}, R"({"net":{"dns":{"nothing":{}}}})"), 3);
+  EXPECT_EQ(out_, "");
+  EXPECT_EQ(err_.rfind(R"({"error":{"code":2000,"message":"Drift document failed validation",)", 0),
+            0u)
+      << err_;
+  EXPECT_EQ(Run({"diff", "-"}, "{"), 2);
+}
+
 }  // namespace

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "explanation.h"
 #include "identifier.h"
 #include "json_input.h"
 #include "store_access.h"
@@ -30,6 +31,8 @@ constexpr const char* kIdHelp = "component/group/key[/instance-id]";
 constexpr const char* kTypeHelp = "component/group/key";
 constexpr const char* kDefaultHelp = "The shipped default instead of the stored value";
 constexpr const char* kDesiredHelp = "The value desired for the next boot";
+constexpr const char* kExplainHelp =
+    "With the source of each member and the lower sources it overrides";
 constexpr const char* kFilterHelp = "Only instances whose data contains this JSON object";
 constexpr int kNothingStored = -1;
 
@@ -38,6 +41,7 @@ struct ReadArgs {
   std::string filter;
   bool shipped = false;
   bool desired = false;
+  bool explain = false;
 };
 
 std::shared_ptr<ConfigStoreObject> ReadObject(const OrinConfigStore::ConfigStoreObjectId& id,
@@ -49,6 +53,7 @@ std::shared_ptr<ConfigStoreObject> ReadObject(const OrinConfigStore::ConfigStore
 
 int RunGet(const Tool& tool, const ReadArgs& args) {
   const auto id = ParseIdentifier(args.id);
+  if (args.explain) return RunExplain(tool, id);
   const auto object = ReadObject(id, args);
   if (!object) throw NotFoundError(FormatIdentifier(id));
   tool.Printer().PrintText(object->GetData());
@@ -106,7 +111,8 @@ void AddReadCommands(CLI::App& app, Tool& tool) {
   CLI::App* get = app.add_subcommand("get", kGetHelp);
   AddIdArgument(get, args->id, kIdHelp);
   CLI::Option* shipped = get->add_flag("--default", args->shipped, kDefaultHelp);
-  get->add_flag("--desired", args->desired, kDesiredHelp)->excludes(shipped);
+  CLI::Option* desired = get->add_flag("--desired", args->desired, kDesiredHelp)->excludes(shipped);
+  get->add_flag("--explain", args->explain, kExplainHelp)->excludes(shipped)->excludes(desired);
   OnSelected(get, tool, [&tool, args] { return RunGet(tool, *args); });
 
   CLI::App* list = app.add_subcommand("list", kListHelp);

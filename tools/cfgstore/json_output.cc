@@ -51,6 +51,11 @@ OrinConfigStore::JVal ParseValue(const std::string& json, OrinConfigStore::JAllo
   return value;
 }
 
+OrinConfigStore::JVal TextValue(const std::string& text, OrinConfigStore::JAllocator& allocator) {
+  return OrinConfigStore::JVal(text.c_str(), static_cast<rapidjson::SizeType>(text.size()),
+                               allocator);
+}
+
 OrinConfigStore::JDoc DataArray(
     const std::vector<std::shared_ptr<OrinConfigStore::ConfigStoreObject>>& objects) {
   OrinConfigStore::JDoc array;

@@ -27,6 +27,9 @@ class JsonPrinter {
 // The parsed JSON text as a value owned by `allocator`.
 OrinConfigStore::JVal ParseValue(const std::string& json, OrinConfigStore::JAllocator& allocator);
 
+// `text` as a JSON string owned by `allocator`.
+OrinConfigStore::JVal TextValue(const std::string& text, OrinConfigStore::JAllocator& allocator);
+
 // The objects' data (as GetData() shows it) as one JSON array.
 OrinConfigStore::JDoc DataArray(
     const std::vector<std::shared_ptr<OrinConfigStore::ConfigStoreObject>>& objects);

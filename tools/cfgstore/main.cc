@@ -86,6 +86,7 @@ void AddCommands(CLI::App& app, cfgstore::Tool& tool) {
   cfgstore::AddTransferCommands(app, tool);
   cfgstore::AddHistoryCommand(app, tool);
   cfgstore::AddWatchCommand(app, tool);
+  cfgstore::AddDiffCommand(app, tool);
 }
 
 }  // namespace
