@@ -22,6 +22,7 @@
 #include "configstore/logger.h"
 #include "configstore/object_id.h"
 #include "configstore/provisioning.h"
+#include "configstore/rollback.h"
 #include "configstore/store_object.h"
 
 #endif  // CONFIGSTORE_CONFIGSTORE_H_

@@ -18,6 +18,7 @@ constexpr const char* kInstancesWriteFailed = "Write config instances failed";
 constexpr const char* kCompleteWriteFailed = "WriteComplete failed";
 constexpr const char* kDeleteFailed = "Delete failed: ";
 constexpr const char* kDeleteInstancesFailed = "Delete instances failed: ";
+constexpr const char* kRestoreValuesFailed = "Restore failed: ";
 constexpr const char* kClearFailed = "Failed to Delete in SetConfigInstancesInternal";
 
 // The identifier and version in the order of the positional placeholders.
@@ -98,6 +99,14 @@ void SetByContextInternal(const std::shared_ptr<ConfigStoreObject>& object, cons
                         FormatSql(statement.c_str(), RowParts(id, VersionToStore(*object, schema))),
                         SourceParts(object, schema))) {
     throw ConfigStoreException(kContextWriteFailed + id.toString());
+  }
+}
+
+void RestoreValuesInternal(const ConfigStoreObjectId& id, const std::string& version,
+                           const std::vector<std::string>& values, const Connection& connection) {
+  if (!ExecuteStatement(connection, FormatSql(Statements().restore.c_str(), RowParts(id, version)),
+                        values)) {
+    throw ConfigStoreException(kRestoreValuesFailed + id.toString());
   }
 }
 

@@ -72,6 +72,13 @@ void SetInternal(const std::shared_ptr<ConfigStoreObject>& object, const SchemaP
 void SetInstancesInternal(const ObjectList& objects, const SchemaPtr& schema,
                           const USERDATA_CONTEXT& context, const Connection& connection);
 
+// Writes the five value columns (automatic, user, vital, cached, desired;
+// "" writes NULL) and the version in one statement, creating the row when
+// there is none: the revision rises by one (a new row gets 1) and the
+// success flag stays.
+void RestoreValuesInternal(const ConfigStoreObjectId& id, const std::string& version,
+                           const std::vector<std::string>& values, const Connection& connection);
+
 // The version stored with a written object: its own, or the schema's when
 // the object was built by a caller and has none.
 std::string VersionToStore(const ConfigStoreObject& object, const SchemaPtr& schema);

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 #include "history_schema.h"
 
@@ -15,6 +16,9 @@ constexpr const char* kObjectHistory =
 constexpr const char* kTypeHistory =
     "SELECT * FROM ConfigHistory WHERE Name='%s' AND ConfigGroup='%s' AND Component='%s' "
     "ORDER BY Seq DESC LIMIT %s;";
+constexpr const char* kRevisionRecord =
+    "SELECT * FROM ConfigHistory WHERE Name='%s' AND ConfigGroup='%s' AND Component='%s' AND "
+    "Identifier='%s' AND Revision=%s AND Change<>'delete' ORDER BY Seq DESC LIMIT 1;";
 constexpr const char* kHistorySince =
     "SELECT * FROM ConfigHistory WHERE Seq > %s ORDER BY Seq LIMIT %s;";
 constexpr const char* kHistoryReadFailed = "Failed to read the change history.";
@@ -75,6 +79,15 @@ std::vector<HistoryRecord> ReadObjectHistory(const Connection& connection,
   std::vector<std::string> parts = IdentifierParts(id, one);
   parts.push_back(Limit(limit));
   return ReadRecords(connection, FormatSql(one ? kObjectHistory : kTypeHistory, parts));
+}
+
+std::optional<HistoryRecord> ReadRevisionRecord(const Connection& connection,
+                                                const ConfigStoreObjectId& id, int revision) {
+  std::vector<std::string> parts = IdentifierParts(id);
+  parts.push_back(std::to_string(revision));
+  auto records = ReadRecords(connection, FormatSql(kRevisionRecord, parts));
+  if (records.empty()) return std::nullopt;
+  return std::move(records.front());
 }
 
 std::vector<HistoryRecord> ReadHistorySince(const Connection& connection, long long sequence,

@@ -3,6 +3,7 @@
 
 // Reading the change history (see history_schema.cc for how it is kept).
 
+#include <optional>
 #include <vector>
 
 #include "configstore/history.h"
@@ -14,6 +15,11 @@ namespace OrinConfigStore {
 // has no instance id), at most `limit` (0: all).
 std::vector<HistoryRecord> ReadObjectHistory(const Connection& connection,
                                              const ConfigStoreObjectId& id, int limit);
+
+// The newest record of the object (instance id included) whose change left
+// it at `revision`; nullopt when retention dropped it or there never was one.
+std::optional<HistoryRecord> ReadRevisionRecord(const Connection& connection,
+                                                const ConfigStoreObjectId& id, int revision);
 
 // The records after `sequence`, oldest first, at most `limit` (0: all).
 std::vector<HistoryRecord> ReadHistorySince(const Connection& connection, long long sequence,

@@ -90,6 +90,12 @@ WriteStatements Compose() {
       "insert or replace into config( name, configgroup, component, identifier, version, "
       "CreationTime, Revision, UserValue, DesiredValue, VitalValue) " +
       kContextValues + kCreationTimeKept + kRevisionAdvanced + Kept("UserValue") + "?, ?);";
+  s.restore =
+      "insert or replace into config( name, configgroup, component, identifier, version, "
+      "CreationTime, Revision, success, AutoConfValue, UserValue, VitalValue, CachedValue, "
+      "DesiredValue) " +
+      kContextValues + kCreationTimeKept + kRevisionAdvanced + Kept("success", "1") +
+      "?, ?, ?, ?, ?);";
   return s;
 }
 

@@ -37,6 +37,9 @@ struct WriteStatements {
   std::string clearSource;
   // Kernel options: the desired and vital values, the user value kept.
   std::string kernelOptions;
+  // Every value column at once, the desired one included, the success flag
+  // kept: putting an object back as it was.
+  std::string restore;
 };
 
 const WriteStatements& Statements();

@@ -59,6 +59,9 @@ class ConfigStoreImpl : public ConfigStore {
       const std::vector<std::shared_ptr<FilterSpecObject>>& filters) override;
   void Import(const std::shared_ptr<JsonDoc>& document, const USERDATA_CONTEXT& context) override;
 
+  // RollbackToRevision (rollback.h) on this store's connection.
+  int RollbackToRevision(const ConfigStoreObjectId& id, int revision);
+
  private:
   using Validator = void (*)(SchemaPtr, std::shared_ptr<ConfigStoreObject>);
   using ClearSource = void (*)(const ConfigStoreObjectId&, const Connection&);

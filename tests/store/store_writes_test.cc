@@ -12,6 +12,7 @@
 #include "configstore/conditional.h"
 #include "configstore/config_store.h"
 #include "configstore/history.h"
+#include "configstore/rollback.h"
 #include "database_root.h"
 #include "notify/notify.h"
 #include "platform/socket_calls.h"
@@ -204,8 +205,9 @@ ssize_t Announce(int, const void* data, std::size_t size) {
 
 // Each change announces its type once it stands: what another connection
 // sees then is the change committed. Refused and failed writes, which leave
-// the database as it was (a failed list included), and deletes by a filter
-// without data (all instances, or the one it names) announce nothing.
+// the database as it was (a failed list or rollback included), and deletes
+// by a filter without data (all instances, or the one it names) announce
+// nothing.
 TEST_F(StoreWritesTest, EachChangeIsAnnouncedOnceItStands) {
   SetKeyValue("NOTIFY_WARDEN", "true");
   db_.WriteFile(std::string(kNotifyAllowlistFile).substr(1),
@@ -238,13 +240,15 @@ TEST_F(StoreWritesTest, EachChangeIsAnnouncedOnceItStands) {
   store_->Delete(kResolver);
   store_->Import(CreateDocumentFromString(R"({"net":{"dns":{"resolver":{"domain":"d"}}}})"),
                  EXTERNAL);
+  EXPECT_THROW(RollbackToRevision(store_, kResolver, 99), ConfigStoreException);
+  RollbackToRevision(store_, kResolver, 1);
   UpdateKernelOptions(Options("{}"));
-  EXPECT_EQ(announced, (std::vector<std::string>{"net.dns.resolver :1", "net.dns.resolver :2",
-                                                 "net.interfaces.nics nic0:1 nic1:1 nic2:1",
-                                                 "net.interfaces.nics nic0:2 nic1:3 nic2:2",
-                                                 "net.interfaces.nics nic0:2",
-                                                 "net.interfaces.nics nic5:1", "net.dns.resolver",
-                                                 "net.dns.resolver :1", "orin.kernix.options :1"}));
+  EXPECT_EQ(announced, (std::vector<std::string>{
+                           "net.dns.resolver :1", "net.dns.resolver :2",
+                           "net.interfaces.nics nic0:1 nic1:1 nic2:1",
+                           "net.interfaces.nics nic0:2 nic1:3 nic2:2", "net.interfaces.nics nic0:2",
+                           "net.interfaces.nics nic5:1", "net.dns.resolver", "net.dns.resolver :1",
+                           "net.dns.resolver :2", "orin.kernix.options :1"}));
 }
 
 }  // namespace

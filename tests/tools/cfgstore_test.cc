@@ -273,4 +273,61 @@ TEST_F(CfgstoreTest, DiffPrintsTheDriftFromADocument) {
   EXPECT_EQ(Run({"diff", "-"}, "{"), 2);
 }
 
+// The history of an object newest first with a patch per changed source; a
+// write at a stale revision exits 5 and changes nothing; a rollback prints
+// the revision it made and is itself in the feed.
+TEST_F(CfgstoreTest, HistoryConditionalWritesAndRollback) {
+  const std::string nic1 = "net/interfaces/nics/nic1";
+  Ok({"set", nic1, R"({"mtu":1500})", "--if-revision", "-1"});
+  Ok({"update", nic1, R"({"mtu":9000})", "--if-revision", "1"});
+  EXPECT_EQ(Run({"set", nic1, R"({"mtu":1})", "--if-revision", "1"}), 5);
+  EXPECT_NE(err_.find(": expected revision 1, stored revision 2\"}}"), std::string::npos) << err_;
+  EXPECT_EQ(Run({"delete", nic1, "--if-revision", "3"}), 5);
+  const std::string latest = Ok({"history", nic1, "--limit", "1"});
+  EXPECT_NE(latest.find(R"("change":"update","revision":2,"changes":[{"source":"user","patch":)"
+                        R"([{"op":"replace","path":"/mtu","value":9000}],)"
+                        R"("old":{"mtu":1500,"name":"nic1"},"new":{"name":"nic1","mtu":9000}}]}])"),
+            std::string::npos)
+      << latest;
+  EXPECT_EQ(Ok({"rollback", nic1, "--to-revision", "1"}), "{\"revision\":3}\n");
+  EXPECT_EQ(Ok({"get", nic1}), "{\"mtu\":1500,\"name\":\"nic1\"}\n");
+  EXPECT_EQ(Run({"rollback", nic1, "--to-revision", "7"}), 4);
+  EXPECT_NE(err_.find(" is not in the change history\"}}"), std::string::npos) << err_;
+  const std::string feed = Ok({"history", "--since", "1"});
+  EXPECT_EQ(feed.rfind(R"([{"sequence":2,)", 0), 0u) << feed;
+  EXPECT_NE(feed.find(R"({"sequence":3,)"), std::string::npos) << feed;
+  EXPECT_EQ(feed.find(R"({"sequence":4,)"), std::string::npos) << feed;
+}
+
+// Two processes write one object at the revision both read: each round one
+// wins and the other exits 5, and the winner's value is what stays.
+TEST_F(CfgstoreTest, RacingConditionalWritersOneWinsEachRound) {
+  const std::string nic1 = "net/interfaces/nics/nic1";
+  Ok({"set", nic1, R"({"mtu":1000})"});
+  for (int round = 1; round <= 10; ++round) {
+    SCOPED_TRACE(round);
+    const std::string revision = std::to_string(round);
+    std::string race;
+    for (const char* writer : {"1", "2"}) {
+      race += "(" +
+              Command({"set", nic1, std::string(R"({"mtu":100)") + writer + "}", "--if-revision",
+                       revision}) +
+              " >/dev/null 2>&1; echo $? >status" + writer + ") & ";
+    }
+    ASSERT_EQ(system((race + "wait").c_str()), 0);
+    const std::string first = Read("status1"), second = Read("status2");
+    ASSERT_TRUE((first == "0\n" && second == "5\n") || (first == "5\n" && second == "0\n"))
+        << first << second;
+    const std::string winner = first == "0\n" ? "1" : "2";
+    EXPECT_EQ(Ok({"get", nic1}), "{\"mtu\":100" + winner + ",\"name\":\"nic1\"}\n");
+    EXPECT_EQ(Ok({"revision", nic1}), std::to_string(round + 1) + "\n");
+  }
+  const std::string records = Ok({"history", nic1});
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = records.find("\"sequence\":", at)) != std::string::npos; ++at) {
+    ++count;
+  }
+  EXPECT_EQ(count, 11u);
+}
+
 }  // namespace

@@ -85,6 +85,7 @@ void AddCommands(CLI::App& app, cfgstore::Tool& tool) {
   cfgstore::AddBootCommands(app, tool);
   cfgstore::AddTransferCommands(app, tool);
   cfgstore::AddHistoryCommand(app, tool);
+  cfgstore::AddRollbackCommand(app, tool);
   cfgstore::AddWatchCommand(app, tool);
   cfgstore::AddDiffCommand(app, tool);
 }

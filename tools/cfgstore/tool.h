@@ -47,6 +47,7 @@ void AddBootCommands(CLI::App& app, Tool& tool);      // boot ...
 void AddTransferCommands(CLI::App& app, Tool& tool);  // export, import
 void AddWatchCommand(CLI::App& app, Tool& tool);      // watch
 void AddHistoryCommand(CLI::App& app, Tool& tool);    // history
+void AddRollbackCommand(CLI::App& app, Tool& tool);   // rollback
 void AddDiffCommand(CLI::App& app, Tool& tool);       // diff
 
 }  // namespace cfgstore
