@@ -26,7 +26,10 @@
 // Retention runs in the same statements, in bounded steps: a record beyond
 // the newest HISTORY_MAX_RECORDS of its object goes at once, and while the
 // records' total size is above HISTORY_MAX_BYTES each new record removes at
-// most kPruneBatch of the oldest.
+// most kPruneBatch of the oldest. Triggers are compiled into every statement
+// that writes Config, and the library prepares one such statement per
+// instance id, so the triggers are kept small and their costly parts behind
+// WHEN clauses.
 
 #include "db/history_schema.h"
 
@@ -162,19 +165,34 @@ std::string Setting(const char* key, const char* fallback) {
          "' AND Value GLOB '[0-9]*'), " + fallback + ")";
 }
 
-const std::string kHistoryRetentionTrigger =
-    "CREATE TRIGGER IF NOT EXISTS historyRetention AFTER INSERT ON ConfigHistory BEGIN "
+// A record beyond the newest HISTORY_MAX_RECORDS of its object goes at once.
+// The running total of the records' sizes is kept here too.
+const std::string kHistoryKeepCountTrigger =
+    "CREATE TRIGGER IF NOT EXISTS historyKeepCount AFTER INSERT ON ConfigHistory BEGIN "
     "UPDATE ConfigHistoryBytes SET Total=Total+NEW.Size; "
     "DELETE FROM ConfigHistory WHERE " +
     SameObject("NEW", "ConfigHistory") + " AND Seq <= (SELECT h.Seq FROM ConfigHistory h WHERE " +
     SameObject("NEW", "h") + " ORDER BY h.Seq DESC LIMIT 1 OFFSET " +
-    Setting(kHistoryMaxRecordsKey, kHistoryMaxRecordsDefault) +
-    "); "
-    "DELETE FROM ConfigHistory WHERE Seq IN (SELECT Seq FROM (SELECT Seq, Size, sum(Size) OVER "
-    "(ORDER BY Seq) AS Running FROM ConfigHistory ORDER BY Seq LIMIT " +
+    Setting(kHistoryMaxRecordsKey, kHistoryMaxRecordsDefault) + "); END;";
+
+// Above HISTORY_MAX_BYTES, the oldest records go, at most kPruneBatch per
+// new record and no more than bring the total under the bound. The WHEN
+// keeps the prune off the common path: below the bound a record costs one
+// read of the total. (Fired before historyKeepCount, it would see the total
+// one record late, which the next record makes up.)
+const std::string kHistoryKeepBytesTrigger =
+    "CREATE TRIGGER IF NOT EXISTS historyKeepBytes AFTER INSERT ON ConfigHistory WHEN (SELECT "
+    "Total FROM ConfigHistoryBytes) > " +
+    Setting(kHistoryMaxBytesKey, kHistoryMaxBytesDefault) +
+    " BEGIN DELETE FROM ConfigHistory WHERE Seq IN (SELECT Seq FROM (SELECT Seq, Size, sum(Size) "
+    "OVER (ORDER BY Seq) AS Running FROM (SELECT Seq, Size FROM ConfigHistory ORDER BY Seq LIMIT " +
     std::to_string(kPruneBatch) +
-    ") WHERE Running - Size < (SELECT Total FROM ConfigHistoryBytes) - " +
+    ")) WHERE Running - Size < (SELECT Total FROM ConfigHistoryBytes) - " +
     Setting(kHistoryMaxBytesKey, kHistoryMaxBytesDefault) + " AND Seq < NEW.Seq); END;";
+
+// The one retention trigger of earlier builds, which pruned by size on
+// every record.
+const std::string kDropOldRetention = "DROP TRIGGER IF EXISTS historyRetention;";
 
 const std::string kHistoryForgetTrigger =
     "CREATE TRIGGER IF NOT EXISTS historyForget AFTER DELETE ON ConfigHistory BEGIN "
@@ -186,18 +204,8 @@ const std::vector<std::string>& HistoryStatements() {
   static const std::vector<std::string> statements{
       kCreateHistory,          kCreateHistoryIndex,   kCreateHistoryBytes,
       kSeedHistoryBytes,       kHistoryInsertTrigger, kHistoryUpdateTrigger,
-      kHistoryRevisionTrigger, kHistoryDeleteTrigger, kHistoryRetentionTrigger,
-      kHistoryForgetTrigger,
-  };
-  return statements;
-}
-
-const std::vector<std::string>& DropHistoryStatements() {
-  static const std::vector<std::string> statements{
-      "DROP TRIGGER IF EXISTS historyInsert;",    "DROP TRIGGER IF EXISTS historyUpdate;",
-      "DROP TRIGGER IF EXISTS historyRevision;",  "DROP TRIGGER IF EXISTS historyDelete;",
-      "DROP TRIGGER IF EXISTS historyRetention;", "DROP TRIGGER IF EXISTS historyForget;",
-      "DROP TABLE IF EXISTS ConfigHistoryBytes;", "DROP TABLE IF EXISTS ConfigHistory;",
+      kHistoryRevisionTrigger, kHistoryDeleteTrigger, kDropOldRetention,
+      kHistoryKeepBytesTrigger, kHistoryKeepCountTrigger, kHistoryForgetTrigger,
   };
   return statements;
 }

@@ -26,9 +26,6 @@ constexpr int kPruneBatch = 16;
 // after the Config table and its triggers exist.
 const std::vector<std::string>& HistoryStatements();
 
-// Removes them all again (benchmarks compare writes with and without).
-const std::vector<std::string>& DropHistoryStatements();
-
 }  // namespace OrinConfigStore
 
 #endif  // SRC_DB_HISTORY_SCHEMA_H_
