@@ -202,9 +202,9 @@ const std::string kHistoryForgetTrigger =
 
 const std::vector<std::string>& HistoryStatements() {
   static const std::vector<std::string> statements{
-      kCreateHistory,          kCreateHistoryIndex,   kCreateHistoryBytes,
-      kSeedHistoryBytes,       kHistoryInsertTrigger, kHistoryUpdateTrigger,
-      kHistoryRevisionTrigger, kHistoryDeleteTrigger, kDropOldRetention,
+      kCreateHistory,           kCreateHistoryIndex,      kCreateHistoryBytes,
+      kSeedHistoryBytes,        kHistoryInsertTrigger,    kHistoryUpdateTrigger,
+      kHistoryRevisionTrigger,  kHistoryDeleteTrigger,    kDropOldRetention,
       kHistoryKeepBytesTrigger, kHistoryKeepCountTrigger, kHistoryForgetTrigger,
   };
   return statements;

@@ -20,7 +20,8 @@ namespace OrinConfigStore {
 namespace {
 
 constexpr const char* kRollbackOperation = "RollbackToRevision";
-constexpr const char* kNotOurStore = "RollbackToRevision needs a store made by ConfigStore::GetStore";
+constexpr const char* kNotOurStore =
+    "RollbackToRevision needs a store made by ConfigStore::GetStore";
 constexpr const char* kRevisionPrefix = "Revision ";
 constexpr const char* kNotInHistory = " is not in the change history";
 
@@ -42,8 +43,8 @@ std::vector<std::string> ValidatedValues(const HistoryRecord& record, const Sche
     if (value.after) {
       const std::string& text = *value.after;
       kColumnValidators[column](
-          schema, CreateObject(record.id, CreateDocumentFromStoredText(text.data(), text.size()),
-                               schema));
+          schema,
+          CreateObject(record.id, CreateDocumentFromStoredText(text.data(), text.size()), schema));
     }
     ++column;
   }
@@ -63,8 +64,7 @@ int ConfigStoreImpl::RollbackToRevision(const ConfigStoreObjectId& id, int revis
       throw ConfigStoreException(kRevisionPrefix + std::to_string(revision) + " of " +
                                  id.toString() + kNotInHistory);
     }
-    RestoreValuesInternal(id, schema->GetVersion(), ValidatedValues(*record, schema),
-                          connection_);
+    RestoreValuesInternal(id, schema->GetVersion(), ValidatedValues(*record, schema), connection_);
     restored = GetRevisionInternal(id, connection_);
   });
   return restored;

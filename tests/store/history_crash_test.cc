@@ -30,11 +30,19 @@ constexpr int kObjects = 3;
     const ConfigStoreObjectId id("nics", "interfaces", "net", "nic" + std::to_string(i % kObjects));
     const std::string mtu = R"({"mtu":)" + std::to_string(1000 + i) + "}";
     switch (i % 4) {
-      case 0: store->SetUserData(CreateObject(id, mtu), EXTERNAL); break;
-      case 1: store->SetUserData(CreateObject(id, R"({"network":"n)" + std::to_string(i) + "\"}"),
-                                 INTERNAL); break;
-      case 2: store->SetVitalData(CreateObject(id, R"({"macAddress":"02:00:00:00:00:01"})")); break;
-      default: store->Update(CreateObject(id, mtu), EXTERNAL); break;
+      case 0:
+        store->SetUserData(CreateObject(id, mtu), EXTERNAL);
+        break;
+      case 1:
+        store->SetUserData(CreateObject(id, R"({"network":"n)" + std::to_string(i) + "\"}"),
+                           INTERNAL);
+        break;
+      case 2:
+        store->SetVitalData(CreateObject(id, R"({"macAddress":"02:00:00:00:00:01"})"));
+        break;
+      default:
+        store->Update(CreateObject(id, mtu), EXTERNAL);
+        break;
     }
     if (write(acknowledged, "x", 1) != 1) _exit(1);
   }
@@ -55,7 +63,8 @@ std::vector<std::string> RowState(const cstest::DatabaseRoot& db, const ConfigSt
   const auto rows = db.Rows(
       "SELECT ifnull(AutoConfValue,'-') AS a, ifnull(UserValue,'-') AS u, ifnull(VitalValue,'-') "
       "AS v, ifnull(CachedValue,'-') AS c, ifnull(DesiredValue,'-') AS d, Revision AS r FROM "
-      "Config WHERE Identifier='" + id.instanceId + "';");
+      "Config WHERE Identifier='" +
+      id.instanceId + "';");
   if (rows.empty()) return {};
   return {rows[0]};
 }
