@@ -10,22 +10,42 @@ namespace OrinConfigStore {
 
 namespace {
 
-constexpr const char* kObjectHistory =
-    "SELECT * FROM ConfigHistory WHERE Name='%s' AND ConfigGroup='%s' AND Component='%s' AND "
-    "Identifier='%s' ORDER BY Seq DESC LIMIT %s;";
-constexpr const char* kTypeHistory =
-    "SELECT * FROM ConfigHistory WHERE Name='%s' AND ConfigGroup='%s' AND Component='%s' "
-    "ORDER BY Seq DESC LIMIT %s;";
+// Each record beside the object's record before it (its prior), whose
+// values are the change's old ones.
+constexpr const char* kRecords =
+    "SELECT r.Seq, r.Time, r.Component, r.ConfigGroup, r.Name, r.Identifier, r.Change, "
+    "r.Revision, r.AutoConfValue, r.UserValue, r.VitalValue, r.CachedValue, r.DesiredValue, "
+    "p.Seq AS PriorSeq, p.Change AS PriorChange, p.AutoConfValue AS PriorAutoConfValue, "
+    "p.UserValue AS PriorUserValue, p.VitalValue AS PriorVitalValue, p.CachedValue AS "
+    "PriorCachedValue, p.DesiredValue AS PriorDesiredValue FROM ConfigChanges r LEFT JOIN "
+    "ConfigChanges p ON p.Seq = (SELECT max(x.Seq) FROM ConfigChanges x WHERE "
+    "x.Component=r.Component AND x.ConfigGroup=r.ConfigGroup AND x.Name=r.Name AND "
+    "x.Identifier=r.Identifier AND x.Seq < r.Seq) WHERE ";
+// A record without prior of an object that lost records is a base: the
+// prior of the record after it, not a change of its own.
+const std::string kNotABase =
+    "NOT (p.Seq IS NULL AND EXISTS (SELECT 1 FROM ConfigChangesPruned d WHERE "
+    "d.Component=r.Component AND d.ConfigGroup=r.ConfigGroup AND d.Name=r.Name AND "
+    "d.Identifier=r.Identifier)) AND ";
+const std::string kObjectHistory =
+    kNotABase + "r.Name='%s' AND r.ConfigGroup='%s' AND r.Component='%s' AND r.Identifier='%s' "
+    "ORDER BY r.Seq DESC LIMIT %s;";
+const std::string kTypeHistory =
+    kNotABase + "r.Name='%s' AND r.ConfigGroup='%s' AND r.Component='%s' ORDER BY r.Seq DESC "
+    "LIMIT %s;";
+// A base holds the values of its revision as well as any record.
 constexpr const char* kRevisionRecord =
-    "SELECT * FROM ConfigHistory WHERE Name='%s' AND ConfigGroup='%s' AND Component='%s' AND "
-    "Identifier='%s' AND Revision=%s AND Change<>'delete' ORDER BY Seq DESC LIMIT 1;";
-constexpr const char* kHistorySince =
-    "SELECT * FROM ConfigHistory WHERE Seq > %s ORDER BY Seq LIMIT %s;";
+    "r.Name='%s' AND r.ConfigGroup='%s' AND r.Component='%s' AND r.Identifier='%s' AND "
+    "r.Revision=%s AND r.Change<>'delete' ORDER BY r.Seq DESC LIMIT 1;";
+const std::string kHistorySince = kNotABase + "r.Seq > %s ORDER BY r.Seq LIMIT %s;";
 constexpr const char* kHistoryReadFailed = "Failed to read the change history.";
 
 // The source name of each of kValueColumns, in the same order.
 constexpr const char* kSourceNames[] = {"automatic", "user", "vital", "cached", "desired"};
-constexpr const char* kOldPrefix = "Old";
+constexpr const char* kPriorPrefix = "Prior";
+// What the record of an insert or replace says; the prior tells which.
+constexpr const char* kSet = "set";
+constexpr const char* kDelete = "delete";
 
 std::optional<std::string> Text(const RowView& row, const std::string& column) {
   const char* text = row.Get(column.c_str());
@@ -44,18 +64,19 @@ HistoryRecord ToRecord(const RowView& row) {
   record.time = TextOr(row, "Time");
   record.id = ConfigStoreObjectId(TextOr(row, "Name"), TextOr(row, "ConfigGroup"),
                                   TextOr(row, "Component"), TextOr(row, kIdentifier));
-  record.change = TextOr(row, "Change");
   record.revision = std::atoi(TextOr(row, kRevision).c_str());
-  const long changed = std::atol(TextOr(row, "Changed").c_str());
-  std::size_t bit = 0;
+  // Before the first record, and after a delete, nothing was stored.
+  const bool stored = row.Get("PriorSeq") != nullptr && TextOr(row, "PriorChange") != kDelete;
+  record.change = TextOr(row, "Change");
+  if (record.change == kSet) record.change = stored ? "replace" : "insert";
+  std::size_t index = 0;
   for (const char* column : kValueColumns) {
-    const char* source = kSourceNames[bit];
+    const char* source = kSourceNames[index++];
     const std::optional<std::string> after = Text(row, column);
-    if ((changed >> bit) & 1) {
-      record.changes.push_back({source, Text(row, kOldPrefix + std::string(column)), after});
-    }
+    const std::optional<std::string> before =
+        stored ? Text(row, kPriorPrefix + std::string(column)) : std::nullopt;
+    if (before != after) record.changes.push_back({source, before, after});
     record.state.push_back({source, std::nullopt, after});
-    ++bit;
   }
   return record;
 }
@@ -78,14 +99,14 @@ std::vector<HistoryRecord> ReadObjectHistory(const Connection& connection,
   const bool one = !id.instanceId.empty();
   std::vector<std::string> parts = IdentifierParts(id, one);
   parts.push_back(Limit(limit));
-  return ReadRecords(connection, FormatSql(one ? kObjectHistory : kTypeHistory, parts));
+  return ReadRecords(connection, kRecords + FormatSql((one ? kObjectHistory : kTypeHistory).c_str(), parts));
 }
 
 std::optional<HistoryRecord> ReadRevisionRecord(const Connection& connection,
                                                 const ConfigStoreObjectId& id, int revision) {
   std::vector<std::string> parts = IdentifierParts(id);
   parts.push_back(std::to_string(revision));
-  auto records = ReadRecords(connection, FormatSql(kRevisionRecord, parts));
+  auto records = ReadRecords(connection, kRecords + FormatSql(kRevisionRecord, parts));
   if (records.empty()) return std::nullopt;
   return std::move(records.front());
 }
@@ -93,7 +114,7 @@ std::optional<HistoryRecord> ReadRevisionRecord(const Connection& connection,
 std::vector<HistoryRecord> ReadHistorySince(const Connection& connection, long long sequence,
                                             int limit) {
   return ReadRecords(connection,
-                     FormatSql(kHistorySince, {std::to_string(sequence), Limit(limit)}));
+                     kRecords + FormatSql(kHistorySince.c_str(), {std::to_string(sequence), Limit(limit)}));
 }
 
 }  // namespace OrinConfigStore

@@ -8,7 +8,10 @@
 
 namespace OrinConfigStore {
 
-// The value columns a record keeps, in the order of the Changed mask's bits.
+// The table of the records.
+constexpr const char* kHistoryTable = "ConfigChanges";
+
+// The value columns a record keeps, in source order.
 constexpr const char* kValueColumns[] = {"AutoConfValue", "UserValue", "VitalValue", "CachedValue",
                                          "DesiredValue"};
 
