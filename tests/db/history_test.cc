@@ -84,7 +84,7 @@ TEST_F(HistoryTest, RecordsCommitAndRollBackWithTheirChange) {
   db_.Sql("BEGIN; UPDATE Config SET UserValue='{}'" + std::string(kWhereNic0) + " ROLLBACK;");
   EXPECT_EQ(Feed().size(), 1u);
   db_.Sql("DELETE FROM Config" + std::string(kWhereNic0));
-  db_.Sql("DELETE FROM ConfigHistory;");
+  db_.Sql("DELETE FROM ConfigChanges;");
   db_.Insert({"net", "interfaces", "nics", "nic1", "", "{\"mtu\":1}"});
   const auto records = ReadHistorySince(connection_, 0, 0);
   ASSERT_EQ(records.size(), 1u);
