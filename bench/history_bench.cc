@@ -21,7 +21,7 @@ constexpr int kInstances = 1000;
 // The history's triggers, then its tables, whatever their number.
 const char* const kHistoryDrops =
     "SELECT 'DROP ' || type || ' ' || name || ';' FROM sqlite_master WHERE (type='trigger' AND "
-    "name LIKE 'history%') OR (type='table' AND name LIKE 'ConfigHistory%') ORDER BY type DESC;";
+    "name LIKE 'change%') OR (type='table' AND name LIKE 'ConfigChanges%') ORDER BY type DESC;";
 
 int CollectDrop(void* drops, int, char** values, char**) {
   *static_cast<std::string*>(drops) += values[0];
@@ -38,7 +38,7 @@ class WriteRoot : public BenchRoot {
                     SQLITE_OPEN_READWRITE, nullptr);
     std::string drops;
     sqlite3_exec(db, kHistoryDrops, CollectDrop, &drops, nullptr);
-    if (drops.find("DROP table ConfigHistory;") == std::string::npos ||
+    if (drops.find("DROP table ConfigChanges;") == std::string::npos ||
         sqlite3_exec(db, drops.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
       std::abort();  // not the history this benchmark knows
     }
