@@ -13,7 +13,7 @@ namespace {
 // Each record beside the object's record before it (its prior), whose
 // values are the change's old ones.
 constexpr const char* kRecords =
-    "SELECT r.Seq, r.Time, r.Component, r.ConfigGroup, r.Name, r.Identifier, r.Change, "
+    "SELECT r.Seq, strftime('%Y-%m-%dT%H:%M:%fZ', r.Time) AS Time, r.Component, r.ConfigGroup, r.Name, r.Identifier, r.Change, "
     "r.Revision, r.AutoConfValue, r.UserValue, r.VitalValue, r.CachedValue, r.DesiredValue, "
     "p.Seq AS PriorSeq, p.Change AS PriorChange, p.AutoConfValue AS PriorAutoConfValue, "
     "p.UserValue AS PriorUserValue, p.VitalValue AS PriorVitalValue, p.CachedValue AS "
@@ -21,12 +21,9 @@ constexpr const char* kRecords =
     "ConfigChanges p ON p.Seq = (SELECT max(x.Seq) FROM ConfigChanges x WHERE "
     "x.Component=r.Component AND x.ConfigGroup=r.ConfigGroup AND x.Name=r.Name AND "
     "x.Identifier=r.Identifier AND x.Seq < r.Seq) WHERE ";
-// A record without prior of an object that lost records is a base: the
-// prior of the record after it, not a change of its own.
-const std::string kNotABase =
-    "NOT (p.Seq IS NULL AND EXISTS (SELECT 1 FROM ConfigChangesPruned d WHERE "
-    "d.Component=r.Component AND d.ConfigGroup=r.ConfigGroup AND d.Name=r.Name AND "
-    "d.Identifier=r.Identifier)) AND ";
+// A base (the oldest record retention left of an object) is the prior of
+// the record after it, not a change of its own.
+const std::string kNotABase = "r.Base IS NULL AND ";
 const std::string kObjectHistory =
     kNotABase + "r.Name='%s' AND r.ConfigGroup='%s' AND r.Component='%s' AND r.Identifier='%s' "
     "ORDER BY r.Seq DESC LIMIT %s;";

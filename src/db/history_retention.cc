@@ -1,85 +1,154 @@
 #include "history_retention.h"
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "configstore/logger.h"
 #include "history_schema.h"
+#include "transaction.h"
 
 namespace OrinConfigStore {
 
 namespace {
 
 constexpr const char* kRetentionFailed = "Failed to apply the change history's retention.";
+constexpr const char* kLogRetentionFailed = "The change history's retention failed: %s";
+constexpr const char* kRetentionOperation = "KeepHistoryBounds";
+
+// How many records came since retention last ran.
+const std::string kRecordsDue = "SELECT (SELECT ifnull(max(Seq), 0) FROM " +
+                                std::string(kHistoryTable) +
+                                ") - Seq AS Due FROM ConfigChangesMark;";
 
 // A KVTable setting as an integer, `fallback` when unset or not a number.
 std::string Setting(const char* key, const char* fallback) {
   return std::string("ifnull((SELECT CAST(Value AS INTEGER) FROM KVTable WHERE Key='") + key +
          "' AND Value GLOB '[0-9]*'), " + fallback + ")";
 }
+const std::string kMaxRecords = Setting(kHistoryMaxRecordsKey, kHistoryMaxRecordsDefault);
+const std::string kMaxBytes = Setting(kHistoryMaxBytesKey, kHistoryMaxBytesDefault);
 
 const std::string kRecordBytes =
-    "ifnull(length(AutoConfValue),0) + ifnull(length(UserValue),0) + "
-    "ifnull(length(VitalValue),0) + ifnull(length(CachedValue),0) + "
-    "ifnull(length(DesiredValue),0)";
+    "ifnull(sum(ifnull(length(c.AutoConfValue),0) + ifnull(length(c.UserValue),0) + "
+    "ifnull(length(c.VitalValue),0) + ifnull(length(c.CachedValue),0) + "
+    "ifnull(length(c.DesiredValue),0)), 0)";
 
-// The records retention removes now, by count: beyond the newest
-// HISTORY_MAX_RECORDS of each object with a record after the mark, and the
-// one before them, which stays as their base.
-const std::string kBeyondCount =
-    "SELECT Seq FROM (SELECT c.Seq, row_number() OVER (PARTITION BY c.Component, c.ConfigGroup, "
-    "c.Name, c.Identifier ORDER BY c.Seq DESC) AS n FROM ConfigChanges c WHERE EXISTS (SELECT 1 "
-    "FROM ConfigChanges t WHERE t.Seq > (SELECT Seq FROM ConfigChangesMark) AND "
-    "t.Component=c.Component AND t.ConfigGroup=c.ConfigGroup AND t.Name=c.Name AND "
-    "t.Identifier=c.Identifier)) WHERE n > " +
-    Setting(kHistoryMaxRecordsKey, kHistoryMaxRecordsDefault) + " + 1";
-
-// The oldest records, at most kPruneBatch, as long as the total is above
-// HISTORY_MAX_BYTES, never the newest of all.
-const std::string kBeyondBytes =
-    "SELECT Seq FROM (SELECT Seq, Bytes, sum(Bytes) OVER (ORDER BY Seq) AS Running FROM (SELECT "
-    "Seq, " +
-    kRecordBytes + " AS Bytes FROM ConfigChanges ORDER BY Seq LIMIT " +
-    std::to_string(kPruneBatch) +
-    ")) WHERE Running - Bytes < (SELECT Bytes FROM ConfigChangesMark) - " +
-    Setting(kHistoryMaxBytesKey, kHistoryMaxBytesDefault) +
-    " AND Seq < (SELECT max(Seq) FROM ConfigChanges)";
-
-// Removes a selection: its bytes off the total, its objects remembered.
-void AddRemoval(const std::string& selection, std::vector<std::string>& statements) {
-  statements.push_back("UPDATE ConfigChangesMark SET Bytes = Bytes - (SELECT total(" +
-                       kRecordBytes + ") FROM ConfigChanges WHERE Seq IN (" + selection + "));");
-  statements.push_back(
-      "INSERT OR IGNORE INTO ConfigChangesPruned SELECT DISTINCT Component, ConfigGroup, Name, "
-      "Identifier FROM ConfigChanges WHERE Seq IN (" +
-      selection + ");");
-  statements.push_back("DELETE FROM ConfigChanges WHERE Seq IN (" + selection + ");");
+// Record `a` is of object `b`.
+std::string SameObject(const std::string& a, const std::string& b) {
+  return a + ".Component=" + b + ".Component AND " + a + ".ConfigGroup=" + b +
+         ".ConfigGroup AND " + a + ".Name=" + b + ".Name AND " + a + ".Identifier=" + b +
+         ".Identifier";
 }
+const std::string kObjects = kHistoryObjectsTable;
+const std::string kRecordsAsC = std::string(kHistoryTable) + " c";
 
-// The new records' bytes onto the total, then the count bound, then the
-// mark moved past them, then the size bound. One statement each, so that
-// each is prepared once per connection.
-const std::vector<std::string>& KeepBoundsStatements() {
+// The records since the mark: their bytes onto the total and their number
+// onto their objects', then the mark past them.
+const std::string kAddBytes = "UPDATE ConfigChangesMark SET Bytes = Bytes + (SELECT " +
+                              kRecordBytes + " FROM " + kRecordsAsC +
+                              " WHERE c.Seq > ConfigChangesMark.Seq);";
+const std::string kAddRecords =
+    "INSERT INTO " + kObjects +
+    "(Component, ConfigGroup, Name, Identifier, Records) SELECT Component, ConfigGroup, Name, "
+    "Identifier, count(*) FROM " +
+    kHistoryTable +
+    " WHERE Seq > (SELECT Seq FROM ConfigChangesMark) GROUP BY Component, ConfigGroup, Name, "
+    "Identifier ON CONFLICT(Component, ConfigGroup, Name, Identifier) DO UPDATE SET Records = "
+    "Records + excluded.Records;";
+const std::string kMoveMark = "UPDATE ConfigChangesMark SET Seq = ifnull((SELECT max(Seq) FROM " +
+                              std::string(kHistoryTable) + "), Seq);";
+
+// Each object beyond the count bound is cut below its newest records and
+// the base before them.
+const std::string kCutByCount = "UPDATE " + kObjects + " SET Cut = (SELECT c.Seq FROM " +
+                                kRecordsAsC + " WHERE " + SameObject("c", kObjects) +
+                                " ORDER BY c.Seq DESC LIMIT 1 OFFSET " + kMaxRecords +
+                                " + 1), Records = " + kMaxRecords + " + 1 WHERE Records > " +
+                                kMaxRecords + " + 1;";
+
+// For the size bound: the newest of the oldest records (at most
+// kPruneBatch) whose removal brings the total down to the bound. Each
+// object keeps its newest record unless it is a delete, so that every
+// later record still finds what came before it: the history holds at
+// least the last state of each stored object.
+const std::string kCutBySize =
+    "UPDATE ConfigChangesMark SET Cut = (SELECT max(Seq) FROM (SELECT Seq, Bytes, sum(Bytes) OVER "
+    "(ORDER BY Seq) AS Running FROM (SELECT c.Seq, " +
+    kRecordBytes + " AS Bytes FROM " + kRecordsAsC + " WHERE c.Change='delete' OR EXISTS (SELECT 1 FROM " +
+    kHistoryTable + " n WHERE " + SameObject("n", "c") +
+    " AND n.Seq > c.Seq) GROUP BY c.Seq ORDER BY c.Seq LIMIT " +
+    std::to_string(kPruneBatch) + ")) WHERE Running - Bytes < (SELECT Bytes FROM ConfigChangesMark) - " +
+    kMaxBytes + " AND Seq < (SELECT max(Seq) FROM " + kHistoryTable + ")) WHERE Bytes > " +
+    kMaxBytes + ";";
+// That cut, per object, short of the newest record it keeps.
+const std::string kObjectNewest = "(SELECT CASE WHEN n.Change='delete' THEN n.Seq ELSE n.Seq - 1 "
+                                  "END FROM " +
+                                  std::string(kHistoryTable) + " n WHERE " +
+                                  SameObject("n", kObjects) + " ORDER BY n.Seq DESC LIMIT 1)";
+const std::string kSizeCut = "(SELECT Cut FROM ConfigChangesMark)";
+const std::string kObjectSizeCut = "min(" + kSizeCut + ", " + kObjectNewest + ")";
+const std::string kSpreadSizeCut =
+    "UPDATE " + kObjects + " SET Cut = " + kObjectSizeCut + ", Records = Records - (SELECT count(*) FROM " +
+    kRecordsAsC + " WHERE " + SameObject("c", kObjects) + " AND c.Seq <= " + kObjectSizeCut +
+    ") WHERE " + kSizeCut + " IS NOT NULL AND EXISTS (SELECT 1 FROM " + kRecordsAsC + " WHERE " +
+    SameObject("c", kObjects) + " AND c.Seq <= " + kObjectSizeCut + ");";
+const std::string kClearSizeCut = "UPDATE ConfigChangesMark SET Cut = NULL;";
+
+// Removes what the objects' cuts select (their numbers of records are set
+// with the cuts): bytes off the total, the records, and the oldest left of
+// each object marked as its base. Ends with the cuts cleared.
+const std::string kCutRecords = kObjects + " o JOIN " + kRecordsAsC + " ON " +
+                                SameObject("c", "o") + " WHERE o.Cut IS NOT NULL AND c.Seq <= o.Cut";
+const std::vector<std::string> kRemoveCuts{
+    "UPDATE ConfigChangesMark SET Bytes = Bytes - (SELECT " + kRecordBytes + " FROM " +
+        kCutRecords + ");",
+    "DELETE FROM " + std::string(kHistoryTable) + " WHERE Seq IN (SELECT c.Seq FROM " +
+        kCutRecords + ");",
+    "UPDATE " + std::string(kHistoryTable) + " SET Base = 1 WHERE Seq IN (SELECT (SELECT min(c.Seq) FROM " +
+        kRecordsAsC + " WHERE " + SameObject("c", "o") + ") FROM " + kObjects +
+        " o WHERE o.Cut IS NOT NULL);",
+    "UPDATE " + kObjects + " SET Cut = NULL WHERE Cut IS NOT NULL;",
+};
+
+const std::vector<std::string>& RetentionStatements() {
   static const std::vector<std::string> statements = [] {
-    std::vector<std::string> all{"UPDATE ConfigChangesMark SET Bytes = Bytes + (SELECT total(" +
-                                 kRecordBytes +
-                                 ") FROM ConfigChanges WHERE Seq > (SELECT Seq FROM "
-                                 "ConfigChangesMark));"};
-    AddRemoval(kBeyondCount, all);
-    all.push_back(
-        "UPDATE ConfigChangesMark SET Seq = ifnull((SELECT max(Seq) FROM ConfigChanges), Seq);");
-    AddRemoval(kBeyondBytes, all);
+    std::vector<std::string> all{kAddBytes, kAddRecords, kMoveMark, kCutByCount};
+    all.insert(all.end(), kRemoveCuts.begin(), kRemoveCuts.end());
+    all.push_back(kCutBySize);
+    all.push_back(kSpreadSizeCut);
+    all.insert(all.end(), kRemoveCuts.begin(), kRemoveCuts.end());
+    all.push_back(kClearSizeCut);
     return all;
   }();
   return statements;
 }
 
+long long RecordsDue(const Connection& connection) {
+  long long due = 0;
+  auto visit = [&](const RowView& row) {
+    const char* text = row.Get("Due");
+    due = text != nullptr ? std::atoll(text) : 0;
+  };
+  if (VisitRows(connection, kRecordsDue, visit) != 0) throw ConfigStoreException(kRetentionFailed);
+  return due;
+}
+
 }  // namespace
 
 void KeepHistoryBounds(const Connection& connection) {
-  for (const std::string& statement : KeepBoundsStatements()) {
-    if (!ExecuteStatement(connection, statement, {})) {
-      throw ConfigStoreException(kRetentionFailed);
+  RunInTransaction(connection, TransactionPolicy::ForOperation(kRetentionOperation), [&] {
+    for (const std::string& statement : RetentionStatements()) {
+      if (!ExecuteStatement(connection, statement)) throw ConfigStoreException(kRetentionFailed);
     }
+  });
+}
+
+void KeepHistoryBoundsWhenDue(const Connection& connection) {
+  try {
+    if (RecordsDue(connection) >= kRetentionInterval) KeepHistoryBounds(connection);
+  } catch (const std::exception& e) {
+    CSLogger::Log(2, kLogRetentionFailed, e.what());
   }
 }
 

@@ -21,6 +21,8 @@
 //   SQLite fires a table's triggers newest first, so the history triggers,
 //   created after updateRevision, always record before it.
 // - A delete records revision -1 and no values.
+// - The time is a Julian day number, cheaper to take per record than
+//   formatted text; reads format it.
 // - Retention runs outside the statements (history_retention.cc). A record
 //   whose earlier records retention removed becomes a base: it is not
 //   reported any more, and the record after it reads its old values there.
@@ -59,38 +61,37 @@ std::string RecordOf(const std::string& row, const std::string& change,
 
 const std::string kCreateHistory =
     "CREATE TABLE IF NOT EXISTS " + std::string(kHistoryTable) +
-    "(Seq INTEGER PRIMARY KEY AUTOINCREMENT, Time TEXT NOT NULL DEFAULT "
-    "(strftime('%Y-%m-%dT%H:%M:%fZ','now')), Component TEXT NOT NULL, ConfigGroup TEXT NOT NULL, "
+    "(Seq INTEGER PRIMARY KEY AUTOINCREMENT, Time REAL NOT NULL DEFAULT (julianday('now')), "
+    "Component TEXT NOT NULL, ConfigGroup TEXT NOT NULL, "
     "Name TEXT NOT NULL, Identifier TEXT NOT NULL, Change TEXT NOT NULL, Revision INTEGER NOT "
     "NULL, " +
-    EachColumn("", " TEXT, ") + " TEXT);";
+    EachColumn("", " TEXT, ") + " TEXT, Base INTEGER);";
 const std::string kCreateHistoryIndex = "CREATE INDEX IF NOT EXISTS ConfigChangesObject ON " +
                                         std::string(kHistoryTable) +
                                         "(Component, ConfigGroup, Name, Identifier, Seq);";
-// Where retention stands: the last record it looked at, and the bytes of
-// the values of all records.
+// Where retention stands: the last record it counted, the bytes of the
+// values of all records, and the newest record the size bound removes.
 const std::string kCreateMark =
-    "CREATE TABLE IF NOT EXISTS ConfigChangesMark(Seq INTEGER NOT NULL, Bytes INTEGER NOT NULL);";
+    "CREATE TABLE IF NOT EXISTS ConfigChangesMark(Seq INTEGER NOT NULL, Bytes INTEGER NOT NULL, "
+    "Cut INTEGER);";
 const std::string kSeedMark =
     "INSERT INTO ConfigChangesMark(Seq, Bytes) SELECT 0, 0 WHERE NOT EXISTS (SELECT 1 FROM "
     "ConfigChangesMark);";
-// The objects that lost records: the oldest of their records left is a base.
-const std::string kCreatePruned =
-    "CREATE TABLE IF NOT EXISTS ConfigChangesPruned(Component TEXT, ConfigGroup TEXT, Name TEXT, "
-    "Identifier TEXT, PRIMARY KEY(Component, ConfigGroup, Name, Identifier));";
-// The rows there are when the history is created, as bases. (Each runs
-// only while the history is empty, so the bases go in once.)
-const std::string kSeedPruned =
-    "INSERT OR IGNORE INTO ConfigChangesPruned SELECT Component, ConfigGroup, Name, Identifier "
-    "FROM Config WHERE NOT EXISTS (SELECT 1 FROM " +
-    std::string(kHistoryTable) + ");";
+// Per object: its records up to the mark, and the newest record that
+// retention removes while it runs.
+const std::string kCreateObjects =
+    "CREATE TABLE IF NOT EXISTS " + std::string(kHistoryObjectsTable) +
+    "(Component TEXT NOT NULL, ConfigGroup TEXT NOT NULL, Name TEXT NOT NULL, Identifier TEXT NOT "
+    "NULL, Records INTEGER NOT NULL, Cut INTEGER, PRIMARY "
+    "KEY(Component, ConfigGroup, Name, Identifier)) WITHOUT ROWID;";
+// The rows there are when the history is created, as bases. (It runs only
+// while the history is empty, so the bases go in once.)
 const std::string kSeedBases = "INSERT INTO " + std::string(kHistoryTable) + "(" +
                                kRecordColumns +
-                               ") SELECT Component, ConfigGroup, Name, Identifier, 'set', "
+                               ", Base) SELECT Component, ConfigGroup, Name, Identifier, 'set', "
                                "Revision, " +
-                               EachColumn("") + " FROM Config WHERE NOT EXISTS (SELECT 1 FROM " +
+                               EachColumn("") + ", 1 FROM Config WHERE NOT EXISTS (SELECT 1 FROM " +
                                kHistoryTable + ");";
-
 // 'boot' when the row's desired value was applied or its outcome flag
 // changed, 'desired' when only the staged desired value changed.
 const std::string kUpdateKind =
@@ -134,8 +135,8 @@ const std::vector<std::string>& HistoryStatements() {
   static const std::vector<std::string> statements = [] {
     std::vector<std::string> all = kEarlierLayout;
     for (const std::string& create :
-         {kCreateHistory, kCreateHistoryIndex, kCreateMark, kSeedMark, kCreatePruned,
-          kSeedPruned, kSeedBases, kHistoryInsertTrigger,
+         {kCreateHistory, kCreateHistoryIndex, kCreateMark, kSeedMark, kCreateObjects,
+          kSeedBases, kHistoryInsertTrigger,
           kHistoryUpdateTrigger, kHistoryRevisionTrigger, kHistoryDeleteTrigger}) {
       all.push_back(create);
     }

@@ -10,6 +10,8 @@ namespace OrinConfigStore {
 
 // The table of the records.
 constexpr const char* kHistoryTable = "ConfigChanges";
+// Per object: its number of records and whether retention removed some.
+constexpr const char* kHistoryObjectsTable = "ConfigChangesObjects";
 
 // The value columns a record keeps, in source order.
 constexpr const char* kValueColumns[] = {"AutoConfValue", "UserValue", "VitalValue", "CachedValue",
@@ -20,10 +22,13 @@ constexpr const char* kHistoryMaxRecordsKey = "HISTORY_MAX_RECORDS";
 constexpr const char* kHistoryMaxRecordsDefault = "100";
 constexpr const char* kHistoryMaxBytesKey = "HISTORY_MAX_BYTES";
 constexpr const char* kHistoryMaxBytesDefault = "16777216";
-// The most records one change removes for the size bound: a write never
-// waits on a long prune, and the total still comes down, since each change
-// adds one record.
-constexpr int kPruneBatch = 16;
+// Retention runs after a write once this many records have come since it
+// last ran, so that its cost spreads over many writes.
+constexpr int kRetentionInterval = 64;
+// The most records one run removes for the size bound: no write waits on a
+// long prune, and the total still comes down, as a run removes far more
+// than the records that came since the last.
+constexpr int kPruneBatch = 4096;
 
 // Creates the history table, its index and its triggers; idempotent, run
 // after the Config table and its triggers exist.

@@ -8,6 +8,7 @@
 #include "configstore/logger.h"
 #include "db/boot_status.h"
 #include "db/config_reads.h"
+#include "db/history_retention.h"
 #include "db/transaction.h"
 #include "notify/notify.h"
 #include "objects/config_store_object_internal.h"
@@ -40,14 +41,18 @@ SchemaPtr CheckedKernelOptionsSchema(const ConfigStoreObjectId& id) {
 }  // namespace
 
 void SetBootStatus(const ConfigStoreObjectId& id, bool success) {
-  SetBootStatusInternal(id, success, OwnConnection());
+  const Connection connection = OwnConnection();
+  SetBootStatusInternal(id, success, connection);
+  KeepHistoryBoundsWhenDue(connection);
 }
 
 void SetPartialBootStatus(std::shared_ptr<ConfigStoreObject> object) {
   if (ObjIsEmpty(object, "SetPartialBootStatus")) return;
   const SchemaPtr schema = LookupSchema(object->GetConfigStoreObjectId());
   ValidatePartialConfig(schema, object);
-  SetPartialBootStatusInternal(object, schema, OwnConnection());
+  const Connection connection = OwnConnection();
+  SetPartialBootStatusInternal(object, schema, connection);
+  KeepHistoryBoundsWhenDue(connection);
 }
 
 std::shared_ptr<ConfigStoreObject> GetDesiredUserConfig(const ConfigStoreObjectId& id) {
@@ -93,6 +98,7 @@ void UpdateKernelOptions(std::shared_ptr<ConfigStoreObject> object) {
     ValidateSet(schema, options);
     SetKernelOptionsInternal(options, schema, connection);
   });
+  KeepHistoryBoundsWhenDue(connection);
   NotifyIfAllowlisted(id);
 }
 

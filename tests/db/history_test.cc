@@ -7,6 +7,8 @@
 #include "configstore/history.h"
 #include "database_root.h"
 #include "db/history_reads.h"
+#include "db/history_retention.h"
+#include "db/history_schema.h"
 #include "platform/db_store.h"
 
 namespace OrinConfigStore {
@@ -91,25 +93,56 @@ TEST_F(HistoryTest, RecordsCommitAndRollBackWithTheirChange) {
   EXPECT_EQ(records[0].sequence, 3);
 }
 
-// Count per object and total size are bounded, the newest kept.
+// Count per object and total size are bounded, the newest kept; the
+// oldest record left of an object is its base, not reported itself but the
+// old values of the record after it.
 TEST_F(HistoryTest, RetentionKeepsTheNewestWithinBothBounds) {
   db_.Sql("INSERT INTO KVTable(Key, Value) VALUES ('HISTORY_MAX_RECORDS', '3');");
   db_.Insert({"net", "interfaces", "nics", "nic0", "", "{\"mtu\":0}"});
   for (int i = 1; i <= 6; ++i) {
     db_.Sql("UPDATE Config SET UserValue='{\"mtu\":" + std::to_string(i) + "}'" + kWhereNic0);
   }
-  EXPECT_EQ(db_.Rows("SELECT Revision FROM ConfigHistory ORDER BY Seq;"),
-            (std::vector<std::string>{"Revision=5", "Revision=6", "Revision=7"}));
-  const std::string big(1000, 'x');
-  db_.Sql("INSERT OR REPLACE INTO KVTable(Key, Value) VALUES ('HISTORY_MAX_BYTES', '5000');");
-  for (int i = 0; i < 40; ++i) {
-    db_.Insert({"net", "interfaces", "nics", "n" + std::to_string(i), "", "\"" + big + "\""});
+  KeepHistoryBounds(connection_);
+  EXPECT_EQ(Feed(), (std::vector<std::string>{"nic0 update r5 user:{\"mtu\":3}->{\"mtu\":4}",
+                                              "nic0 update r6 user:{\"mtu\":4}->{\"mtu\":5}",
+                                              "nic0 update r7 user:{\"mtu\":5}->{\"mtu\":6}"}));
+  ASSERT_TRUE(ReadRevisionRecord(connection_, kNic0, 4));
+  EXPECT_FALSE(ReadRevisionRecord(connection_, kNic0, 3));
+
+  const std::string big = "'\"" + std::string(998, 'x') + "\"'";
+  db_.Sql("INSERT OR REPLACE INTO KVTable(Key, Value) VALUES ('HISTORY_MAX_BYTES', '2500');");
+  db_.Insert({"net", "interfaces", "nics", "nic1", "", "\"" + std::string(998, 'y') + "\""});
+  for (int i = 0; i < 3; ++i) db_.Sql("UPDATE Config SET UserValue=" + big + kWhereNic0);
+  db_.Sql("DELETE FROM Config" + std::string(kWhereNic0));
+  KeepHistoryBounds(connection_);
+  // The oldest go, but nic1 keeps its one record; nic0 keeps its delete
+  // (the newest of all) and the base before it. The size counted is exact.
+  EXPECT_EQ(db_.Rows("SELECT Identifier, count(*) FROM ConfigChanges GROUP BY Identifier;"),
+            (std::vector<std::string>{"Identifier=nic0, count(*)=2",
+                                      "Identifier=nic1, count(*)=1"}));
+  EXPECT_EQ(Feed().back(), "nic0 delete r-1 user:\"" + std::string(998, 'x') + "\"->-");
+  EXPECT_EQ(db_.Rows("SELECT Bytes = (SELECT sum(length(UserValue)) FROM ConfigChanges) AS Exact "
+                     "FROM ConfigChangesMark;"),
+            (std::vector<std::string>{"Exact=1"}));
+  db_.Sql("UPDATE Config SET UserValue='{}' WHERE Identifier='nic1';");
+  EXPECT_EQ(Feed().back(), "nic1 update r2 user:\"" + std::string(998, 'y') + "\"->{}");
+}
+
+// Retention runs once enough records have come since it last ran.
+TEST_F(HistoryTest, RetentionRunsWhenDue) {
+  db_.Sql("INSERT INTO KVTable(Key, Value) VALUES ('HISTORY_MAX_RECORDS', '1');");
+  db_.Insert({"net", "interfaces", "nics", "nic0", "", "{\"mtu\":0}"});
+  const auto records = [&] { return db_.Rows("SELECT count(*) AS n FROM ConfigChanges;")[0]; };
+  for (int i = 1; i < kRetentionInterval; ++i) {
+    db_.Sql("UPDATE Config SET UserValue='{\"mtu\":" + std::to_string(i) + "}'" + kWhereNic0);
+    KeepHistoryBoundsWhenDue(connection_);
   }
-  EXPECT_EQ(db_.Rows("SELECT count(*) <= 5, sum(Size) <= 5000, max(Seq) FROM ConfigHistory;"),
-            (std::vector<std::string>{"count(*) <= 5=1, sum(Size) <= 5000=1, max(Seq)=47"}));
-  EXPECT_EQ(
-      db_.Rows("SELECT Total = (SELECT sum(Size) FROM ConfigHistory) FROM ConfigHistoryBytes;"),
-      (std::vector<std::string>{"Total = (SELECT sum(Size) FROM ConfigHistory)=1"}));
+  EXPECT_EQ(records(), "n=2");
+  for (int i = 0; i < kRetentionInterval - 1; ++i) {
+    db_.Sql("UPDATE Config SET UserValue='{}'" + std::string(kWhereNic0));
+  }
+  KeepHistoryBoundsWhenDue(connection_);
+  EXPECT_EQ(records(), "n=" + std::to_string(kRetentionInterval + 1));
 }
 
 TEST(JsonPatch, TurnsOneValueIntoTheOther) {

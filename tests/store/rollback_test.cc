@@ -7,6 +7,7 @@
 #include "configstore/history.h"
 #include "configstore/rollback.h"
 #include "database_root.h"
+#include "db/history_retention.h"
 
 namespace OrinConfigStore {
 namespace {
@@ -61,10 +62,11 @@ TEST_F(RollbackTest, PutsBackEverySourceOfTheRevisionAsOneRecordedWrite) {
 // refuses, and a store the library did not make: each leaves the row and
 // the history as they were.
 TEST_F(RollbackTest, RefusedRollbacksWriteNothing) {
-  SetKeyValue("HISTORY_MAX_RECORDS", "2");
+  SetKeyValue("HISTORY_MAX_RECORDS", "1");
   store_->SetUserData(Nic0(R"({"mtu":1500})"), EXTERNAL);
   db_.Sql("UPDATE Config SET UserValue='{\"mtu\":\"big\"}' WHERE Identifier='nic0';");
   store_->SetUserData(Nic0(R"({"mtu":9000})"), EXTERNAL);
+  KeepHistoryBounds(DBStore::GetConnection(DBStore::CONFIG));
   const std::string row = Row();
   const std::size_t records = Records();
 
