@@ -1,7 +1,7 @@
-// What the change history costs a write: the same writes on a database with
-// the history and on one whose history triggers were dropped (as a database
-// created before the history existed). Each write's raw SQLite baseline is
-// in write_bench.cc. Run them interleaved with scripts/bench.
+// What the change history costs a write: the same writes with the history
+// and with HISTORY_MAX_RECORDS 0, which records nothing. Each write's raw
+// SQLite baseline is in write_bench.cc. Run them interleaved with
+// scripts/bench.
 
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
@@ -18,17 +18,8 @@ using namespace OrinConfigStore;
 
 constexpr int kInstances = 1000;
 
-// The history's triggers, then its tables, whatever their number.
-const char* const kHistoryDrops =
-    "SELECT 'DROP ' || type || ' ' || name || ';' FROM sqlite_master WHERE (type='trigger' AND "
-    "name LIKE 'change%') OR (type='table' AND name LIKE 'ConfigChanges%') ORDER BY type DESC;";
-
-int CollectDrop(void* drops, int, char** values, char**) {
-  *static_cast<std::string*>(drops) += values[0];
-  return 0;
-}
-
-// A scratch root whose database keeps a history or not.
+// A scratch root whose database keeps a history or, with
+// HISTORY_MAX_RECORDS 0, records nothing.
 class WriteRoot : public BenchRoot {
  public:
   explicit WriteRoot(bool history) {
@@ -36,11 +27,9 @@ class WriteRoot : public BenchRoot {
     sqlite3* db = nullptr;
     sqlite3_open_v2((Path() + "/etc/tessel/configstore/current-store-1").c_str(), &db,
                     SQLITE_OPEN_READWRITE, nullptr);
-    std::string drops;
-    sqlite3_exec(db, kHistoryDrops, CollectDrop, &drops, nullptr);
-    if (drops.find("DROP table ConfigChanges;") == std::string::npos ||
-        sqlite3_exec(db, drops.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-      std::abort();  // not the history this benchmark knows
+    if (sqlite3_exec(db, "INSERT INTO KVTable(Key, Value) VALUES ('HISTORY_MAX_RECORDS', '0');",
+                     nullptr, nullptr, nullptr) != SQLITE_OK) {
+      std::abort();  // not the database this benchmark knows
     }
     sqlite3_close(db);
   }

@@ -7,6 +7,8 @@
 
 #include "config_writes.h"
 #include "configstore/exceptions.h"
+#include "history_schema.h"
+#include "history_writes.h"
 #include "json/document.h"
 #include "objects/config_store_object_internal.h"
 #include "objects/filter_object_impl.h"
@@ -86,6 +88,18 @@ const JVal& Data(const std::shared_ptr<ConfigStoreObject>& object) {
   return ConfigStoreObjectInternal::Impl(*object).DataValue();
 }
 
+// Runs one statement of a partial restore on the row of `id` and records
+// the row with `change`; each commits on its own, as the restore always has.
+void WriteRowRecorded(const Connection& connection, const ConfigStoreObjectId& id,
+                      const std::string& statement, const std::vector<std::string>& values,
+                      const char* change, const std::string& failure) {
+  RecordedWrite(connection, failure, [&] {
+    if (!ExecuteStatement(connection, statement, values)) throw ConfigStoreException(failure);
+    RecordRow(connection, id, change, failure);
+  });
+}
+
+
 }  // namespace
 
 bool IsBootModeDesiredUserConfig(const Connection& connection) {
@@ -100,19 +114,26 @@ void SetBootStatusInternal(const ConfigStoreObjectId& id, bool success,
                            const Connection& connection) {
   if (!success) return;
   const bool one = !id.instanceId.empty();
-  if (!ExecuteStatement(connection, FormatSql(one ? kMarkAppliedInstance : kMarkAppliedKey,
-                                              IdentifierParts(id, one)))) {
-    throw ConfigStoreException(kMarkFailed);
-  }
+  RecordedWrite(connection, kMarkFailed, [&] {
+    if (!ExecuteStatement(connection, FormatSql(one ? kMarkAppliedInstance : kMarkAppliedKey,
+                                                IdentifierParts(id, one)))) {
+      throw ConfigStoreException(kMarkFailed);
+    }
+    if (one) {
+      RecordRow(connection, id, kChangeBoot, kMarkFailed);
+    } else {
+      RecordKeyRows(connection, id, kChangeBoot, kMarkFailed);
+    }
+  });
 }
 
 void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& object,
                                   const SchemaPtr& schema, const Connection& connection) {
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
   auto applied = ReadColumn(kReadApplied, kUserValue, id, schema, connection);
-  if (!applied &&
-      !ExecuteStatement(connection, FormatSql(kKeepUserAsDesired, IdentifierParts(id)))) {
-    throw ConfigStoreException(kCopyFailed + id.toString());
+  if (!applied) {
+    WriteRowRecorded(connection, id, FormatSql(kKeepUserAsDesired, IdentifierParts(id)), {},
+                     kChangeDesired, kCopyFailed + id.toString());
   }
   const auto desired = ReadColumn(kReadDesired, kDesiredValue, id, schema, connection);
   if (!desired) throw ConfigStoreException(kDesiredEmpty);
@@ -125,14 +146,12 @@ void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& obje
     applied = CreateObject(id, CreateDocumentFromStoredText(data.data(), data.size()), schema);
   } else
     UpdateConfigInternal(applied, object, &schema->GetInstanceKeyMap());
-  if (!ExecuteStatement(connection, FormatSql(kWriteRestored, IdentifierParts(id)),
-                        {applied->GetSerializedData()})) {
-    throw ConfigStoreException(kRestoreFailed + id.toString());
-  }
-  if (Data(applied) == Data(desired) &&
-      !ExecuteStatement(connection,
-                        FormatSql(kDropDesired, {id.key, id.component, id.group, id.instanceId}))) {
-    throw ConfigStoreException(kDropFailed);
+  WriteRowRecorded(connection, id, FormatSql(kWriteRestored, IdentifierParts(id)),
+                   {applied->GetSerializedData()}, kChangeBoot, kRestoreFailed + id.toString());
+  if (Data(applied) == Data(desired)) {
+    WriteRowRecorded(connection, id,
+                     FormatSql(kDropDesired, {id.key, id.component, id.group, id.instanceId}), {},
+                     kChangeDesired, kDropFailed);
   }
 }
 
@@ -170,9 +189,13 @@ void SetKernelOptionsInternal(const std::shared_ptr<ConfigStoreObject>& object,
   const std::vector<std::string> values{
       GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kUser)),
       GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kVital))};
-  if (DBStore::Execute(connection, statement, values, {}, kStatementTimeoutMs) != 0) {
-    throw ConfigStoreException(kKernelWriteFailed + id.toString());
-  }
+  const std::string failure = kKernelWriteFailed + id.toString();
+  RecordedWrite(connection, failure, [&] {
+    if (DBStore::Execute(connection, statement, values, {}, kStatementTimeoutMs) != 0) {
+      throw ConfigStoreException(failure);
+    }
+    RecordRow(connection, id, kChangeSet, failure);
+  });
 }
 
 }  // namespace OrinConfigStore

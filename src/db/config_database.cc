@@ -8,6 +8,7 @@
 #include "configstore/provisioning.h"
 #include "history_schema.h"
 #include "platform/db_store.h"
+#include "row_reader.h"
 #include "platform/host.h"
 
 namespace OrinConfigStore {
@@ -77,6 +78,7 @@ const std::string kUpdateModifiedTimeTrigger =
     "Component=NEW.Component and ConfigGroup=New.ConfigGroup and Identifier=NEW.Identifier; END;";
 
 constexpr const char* kLogFailed = "InitializeDatabase: %s failed";
+constexpr const char* kTableExists = "SELECT 1 AS Found FROM sqlite_master WHERE type='table' AND name='%s';";
 
 void RunCreate(const std::shared_ptr<DBStore::StoreConnection>& connection,
                const std::string& statement, CSErrorCodes code) {
@@ -84,6 +86,15 @@ void RunCreate(const std::shared_ptr<DBStore::StoreConnection>& connection,
     CSLogger::Log(0, kLogFailed, statement.c_str());
     ThrowException<ConfigStoreException>(code);
   }
+}
+
+bool TableExists(const Connection& connection, const char* table) {
+  bool found = false;
+  auto visit = [&](const RowView&) { found = true; };
+  if (VisitRows(connection, FormatSql(kTableExists, {table}), visit) != 0) {
+    ThrowException<ConfigStoreException>(CS_ERR_CREATE_TABLE);
+  }
+  return found;
 }
 
 }  // namespace
@@ -117,9 +128,16 @@ void InitializeDatabase() {
   for (const auto& trigger : CreateTriggerStatements()) {
     RunCreate(connection, trigger.second, CS_ERR_CREATE_TRIGGER);
   }
-  // After the triggers above: the history's must fire before updateRevision.
   for (const std::string& statement : HistoryStatements()) {
-    RunCreate(connection, statement, CS_ERR_CREATE_TRIGGER);
+    RunCreate(connection, statement, CS_ERR_CREATE_TABLE);
+  }
+  if (TableExists(connection, kEarlierHistoryTable)) {
+    for (const std::string& statement : EarlierHistoryStatements()) {
+      RunCreate(connection, statement, CS_ERR_CREATE_TABLE);
+    }
+  }
+  for (const std::string& statement : HistorySeedStatements()) {
+    RunCreate(connection, statement, CS_ERR_CREATE_TABLE);
   }
 }
 

@@ -1,6 +1,8 @@
 #include "config_writes.h"
 
 #include "configstore/host.h"
+#include "history_schema.h"
+#include "history_writes.h"
 #include "objects/config_store_object_impl.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/schema_object.h"
@@ -34,15 +36,38 @@ std::vector<std::string> SourceParts(const std::shared_ptr<ConfigStoreObject>& o
           GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kCached))};
 }
 
+const std::string& Column(const ColumnValues& values, const char* column) {
+  static const std::string kNone;
+  const auto found = values.find(column);
+  return found == values.end() ? kNone : found->second;
+}
+
 void WriteInstances(const ObjectList& objects, const std::string& prefix, const std::string& row,
                     const Connection& connection, const std::string& schemaVersion) {
-  for (const auto& object : objects) {
-    const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
-    std::string version = object->GetVersion();
-    if (version.empty()) version = schemaVersion;
-    const std::string statement = prefix + FormatSql(row.c_str(), RowParts(id, version));
-    if (!ExecuteStatement(connection, statement, {object->GetSerializedData()})) {
-      throw ConfigStoreException(kInstancesWriteFailed);
+  RecordedWrite(connection, kInstancesWriteFailed, [&] {
+    for (const auto& object : objects) {
+      const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
+      std::string version = object->GetVersion();
+      if (version.empty()) version = schemaVersion;
+      const std::string statement = prefix + FormatSql(row.c_str(), RowParts(id, version));
+      if (!ExecuteStatement(connection, statement, {object->GetSerializedData()})) {
+        throw ConfigStoreException(kInstancesWriteFailed);
+      }
+      RecordRow(connection, id, kChangeSet, kInstancesWriteFailed);
+    }
+  });
+}
+
+// Writes each row, unrecorded: the callers record what they wrote.
+void WriteCompleteRows(const CompleteRows& rows, const Connection& connection) {
+  const WriteStatements& s = Statements();
+  for (const auto& [id, values] : rows) {
+    const std::string statement =
+        s.completePrefix + FormatSql(s.completeRow.c_str(), RowParts(id, Column(values, kVersion)));
+    if (!ExecuteStatement(connection, statement,
+                          {Column(values, kAutoConfValue), Column(values, kUserValue),
+                           Column(values, kVitalValue), Column(values, kCachedValue)})) {
+      throw ConfigStoreException(kCompleteWriteFailed);
     }
   }
 }
@@ -58,12 +83,6 @@ void AddCompleteRow(const std::shared_ptr<ConfigStoreObject>& object, const Sche
       {kCachedValue, parts[2]},
       {kVersion, VersionToStore(*object, schema)},
   };
-}
-
-const std::string& Column(const ColumnValues& values, const char* column) {
-  static const std::string kNone;
-  const auto found = values.find(column);
-  return found == values.end() ? kNone : found->second;
 }
 
 }  // namespace
@@ -82,10 +101,14 @@ void UpdateByContextInternal(const std::shared_ptr<ConfigStoreObject>& object,
                                  : context == UPDATE_AUTOMATIC       ? s.updateAutomatic
                                                                      : s.updateUser;
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
-  if (!ExecuteStatement(connection, FormatSql(statement.c_str(), IdentifierParts(id)),
-                        SourceParts(object, schema))) {
-    throw ConfigStoreException(kContextWriteFailed + id.toString());
-  }
+  const std::string failure = kContextWriteFailed + id.toString();
+  RecordedWrite(connection, failure, [&] {
+    if (!ExecuteStatement(connection, FormatSql(statement.c_str(), IdentifierParts(id)),
+                          SourceParts(object, schema))) {
+      throw ConfigStoreException(failure);
+    }
+    RecordRow(connection, id, kChangeUpdate, failure);
+  });
 }
 
 void SetByContextInternal(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema,
@@ -95,19 +118,27 @@ void SetByContextInternal(const std::shared_ptr<ConfigStoreObject>& object, cons
                                  : context == UPDATE_AUTOMATIC       ? s.automatic
                                                                      : s.userKeepingSuccess;
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
-  if (!ExecuteStatement(connection,
-                        FormatSql(statement.c_str(), RowParts(id, VersionToStore(*object, schema))),
-                        SourceParts(object, schema))) {
-    throw ConfigStoreException(kContextWriteFailed + id.toString());
-  }
+  const std::string failure = kContextWriteFailed + id.toString();
+  RecordedWrite(connection, failure, [&] {
+    if (!ExecuteStatement(
+            connection, FormatSql(statement.c_str(), RowParts(id, VersionToStore(*object, schema))),
+            SourceParts(object, schema))) {
+      throw ConfigStoreException(failure);
+    }
+    RecordRow(connection, id, kChangeSet, failure);
+  });
 }
 
 void RestoreValuesInternal(const ConfigStoreObjectId& id, const std::string& version,
                            const std::vector<std::string>& values, const Connection& connection) {
-  if (!ExecuteStatement(connection, FormatSql(Statements().restore.c_str(), RowParts(id, version)),
-                        values)) {
-    throw ConfigStoreException(kRestoreValuesFailed + id.toString());
-  }
+  const std::string failure = kRestoreValuesFailed + id.toString();
+  RecordedWrite(connection, failure, [&] {
+    if (!ExecuteStatement(connection,
+                          FormatSql(Statements().restore.c_str(), RowParts(id, version)), values)) {
+      throw ConfigStoreException(failure);
+    }
+    RecordRow(connection, id, kChangeSet, failure);
+  });
 }
 
 void WriteUserConfigInstances(const ObjectList& objects, const Connection& connection,
@@ -137,38 +168,43 @@ void WriteCachedConfigInstances(const ObjectList& objects, const Connection& con
 }
 
 void WriteCompleteConfigInstances(const CompleteRows& rows, const Connection& connection) {
-  const WriteStatements& s = Statements();
-  for (const auto& [id, values] : rows) {
-    const std::string statement =
-        s.completePrefix + FormatSql(s.completeRow.c_str(), RowParts(id, Column(values, kVersion)));
-    if (!ExecuteStatement(connection, statement,
-                          {Column(values, kAutoConfValue), Column(values, kUserValue),
-                           Column(values, kVitalValue), Column(values, kCachedValue)})) {
-      throw ConfigStoreException(kCompleteWriteFailed);
-    }
-  }
+  RecordedWrite(connection, kCompleteWriteFailed, [&] {
+    WriteCompleteRows(rows, connection);
+    for (const auto& row : rows) RecordRow(connection, row.first, kChangeSet, kCompleteWriteFailed);
+  });
 }
 
 void DeleteInternal(const ConfigStoreObjectId& id, const Connection& connection) {
   const std::string statement =
       FormatSql(Statements().deleteOne.c_str(), {id.key, id.component, id.instanceId, id.group});
-  if (!ExecuteStatement(connection, statement))
-    throw ConfigStoreException(kDeleteFailed + id.toString());
+  const std::string failure = kDeleteFailed + id.toString();
+  RecordedWrite(connection, failure, [&] {
+    RecordDeletion(connection, id, failure);
+    if (!ExecuteStatement(connection, statement)) throw ConfigStoreException(failure);
+  });
 }
 
-void DeleteInstancesInternal(const ConfigStoreObjectId& id, const Connection& connection) {
+void DeleteInstancesInternal(const ConfigStoreObjectId& id, const Connection& connection,
+                             const ObjectList& rewritten) {
   const std::string statement =
       FormatSql(Statements().deleteInstances.c_str(), {id.key, id.component, id.group});
-  if (!ExecuteStatement(connection, statement)) {
-    throw ConfigStoreException(kDeleteInstancesFailed + id.toString());
-  }
+  const std::string failure = kDeleteInstancesFailed + id.toString();
+  std::vector<std::string> kept;
+  for (const auto& object : rewritten) kept.push_back(object->GetConfigStoreObjectId().instanceId);
+  RecordedWrite(connection, failure, [&] {
+    RecordKeyDeletions(connection, id, kept, failure);
+    if (!ExecuteStatement(connection, statement)) throw ConfigStoreException(failure);
+  });
 }
 
 void DeletePartialConfigInstances(const std::string& column, const ConfigStoreObjectId& id,
                                   const Connection& connection) {
   const std::string statement =
       FormatSql(Statements().clearSource.c_str(), {column, id.key, id.group, id.component});
-  if (!ExecuteStatement(connection, statement)) throw ConfigStoreException(kClearFailed);
+  RecordedWrite(connection, kClearFailed, [&] {
+    if (!ExecuteStatement(connection, statement)) throw ConfigStoreException(kClearFailed);
+    RecordKeyRows(connection, id, kChangeUpdate, kClearFailed);
+  });
 }
 
 void DeleteVitalConfigInstances(const ConfigStoreObjectId& id, const Connection& connection) {
@@ -199,7 +235,12 @@ void SetInstancesInternal(const ObjectList& objects, const SchemaPtr& schema,
                           const USERDATA_CONTEXT& context, const Connection& connection) {
   CompleteRows rows;
   for (const auto& object : objects) AddCompleteRow(object, schema, context, rows);
-  WriteCompleteConfigInstances(rows, connection);
+  // The key holds just these rows now, recorded in one statement.
+  RecordedWrite(connection, kCompleteWriteFailed, [&] {
+    WriteCompleteRows(rows, connection);
+    RecordKeyRows(connection, objects.front()->GetConfigStoreObjectId(), kChangeSet,
+                  kCompleteWriteFailed);
+  });
 }
 
 }  // namespace OrinConfigStore

@@ -4,8 +4,10 @@
 // Writing configuration: every writer fills only the columns of its own
 // source and carries the row's other columns, its creation time and its
 // revision over (the revision rises by one per write). All run on the
-// caller's connection inside the caller's transaction; none begins one.
-// Failures are ConfigStoreException 2000 with the writer's message.
+// caller's connection, each in a savepoint of the caller's transaction or
+// in a transaction of its own, together with the change history's records
+// of what it changed. Failures are ConfigStoreException 2000 with the
+// writer's message.
 
 #include <memory>
 #include <string>
@@ -52,7 +54,11 @@ void WriteCachedConfigInstances(const ObjectList& objects, const Connection& con
 void WriteCompleteConfigInstances(const CompleteRows& rows, const Connection& connection);
 
 void DeleteInternal(const ConfigStoreObjectId& id, const Connection& connection);
-void DeleteInstancesInternal(const ConfigStoreObjectId& id, const Connection& connection);
+// Deletes every instance of the key. `rewritten`, the objects the caller
+// writes to the key next in the same transaction, get no deletion record:
+// their writes are recorded as replacing what was there.
+void DeleteInstancesInternal(const ConfigStoreObjectId& id, const Connection& connection,
+                             const ObjectList& rewritten = {});
 // Sets one source column to NULL in every instance of the key.
 void DeletePartialConfigInstances(const std::string& column, const ConfigStoreObjectId& id,
                                   const Connection& connection);
@@ -69,6 +75,8 @@ std::string GetDataIfNotNull(const std::shared_ptr<ConfigStoreObject>& object);
 // the other of the two NULL. A Set so replaces every source of the row.
 void SetInternal(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema,
                  const USERDATA_CONTEXT& context, const Connection& connection);
+// The same for a non-empty list of instances of one key, right after
+// DeleteInstancesInternal of the key: the key's rows are then the list's.
 void SetInstancesInternal(const ObjectList& objects, const SchemaPtr& schema,
                           const USERDATA_CONTEXT& context, const Connection& connection);
 

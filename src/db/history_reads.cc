@@ -33,16 +33,13 @@ const std::string kTypeHistory =
 // A base holds the values of its revision as well as any record.
 constexpr const char* kRevisionRecord =
     "r.Name='%s' AND r.ConfigGroup='%s' AND r.Component='%s' AND r.Identifier='%s' AND "
-    "r.Revision=%s AND r.Change<>'delete' ORDER BY r.Seq DESC LIMIT 1;";
+    "r.Revision=%s AND r.Revision >= 0 AND r.Change<>'delete' ORDER BY r.Seq DESC LIMIT 1;";
 const std::string kHistorySince = kNotABase + "r.Seq > %s ORDER BY r.Seq LIMIT %s;";
 constexpr const char* kHistoryReadFailed = "Failed to read the change history.";
 
 // The source name of each of kValueColumns, in the same order.
 constexpr const char* kSourceNames[] = {"automatic", "user", "vital", "cached", "desired"};
 constexpr const char* kPriorPrefix = "Prior";
-// What the record of an insert or replace says; the prior tells which.
-constexpr const char* kSet = "set";
-constexpr const char* kDelete = "delete";
 
 std::optional<std::string> Text(const RowView& row, const std::string& column) {
   const char* text = row.Get(column.c_str());
@@ -63,9 +60,10 @@ HistoryRecord ToRecord(const RowView& row) {
                                   TextOr(row, "Component"), TextOr(row, kIdentifier));
   record.revision = std::atoi(TextOr(row, kRevision).c_str());
   // Before the first record, and after a delete, nothing was stored.
-  const bool stored = row.Get("PriorSeq") != nullptr && TextOr(row, "PriorChange") != kDelete;
+  const bool stored = row.Get("PriorSeq") != nullptr && TextOr(row, "PriorChange") != kChangeDelete;
   record.change = TextOr(row, "Change");
-  if (record.change == kSet) record.change = stored ? "replace" : "insert";
+  // An insert or a replace: the prior tells which.
+  if (record.change == kChangeSet) record.change = stored ? "replace" : "insert";
   std::size_t index = 0;
   for (const char* column : kValueColumns) {
     const char* source = kSourceNames[index++];

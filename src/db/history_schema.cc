@@ -1,32 +1,28 @@
-// The change history of the Config table: a table of our own, filled by
-// triggers in the very statement that changes a row, so that the history
-// and the data commit or roll back together, whoever writes.
+// The change history of the Config table: a table of our own, written by
+// the library's writers of Config in the transaction of each change, so
+// that the history and the data commit or roll back together.
 //
-// The library prepares one statement per instance id, and SQLite compiles
-// every trigger that a statement can fire into the statement as it
-// prepares it: whatever the triggers do is paid on nearly every write,
-// before it runs. So the triggers only append the row's values after the
-// change; everything that needs a lookup is left out of them:
+// The library records instead of triggers on Config because it prepares
+// one statement per instance id, and SQLite compiles every trigger that a
+// statement can fire into the statement as it prepares it: even a trigger
+// that only appends a row costs a third of the prepare, on nearly every
+// write. The library's records are statements of their own with bound
+// values, prepared once per connection; a write of many instances records
+// them in one statement. (A program that writes the file past the library
+// is not recorded.)
+//
 // - A record keeps every value column as it is after the change, so each
 //   record is enough to put an object back as it was at that revision. A
 //   change's old values are those of the object's record before it, which
 //   reads join to each record (history_reads.cc).
-// - "insert or replace" deletes the old row without firing delete triggers
-//   (recursive triggers are off); its record, written before the insert
-//   with NEW already holding the defaults, says "set", and reads tell an
-//   insert from a replace by the record before it.
-// - An update of a value column is recorded after it. The revision is then
-//   still the old one: updateRevision raises it afterwards, in a nested
-//   update that changeRevision follows into the record just written.
-//   SQLite fires a table's triggers newest first, so the history triggers,
-//   created after updateRevision, always record before it.
-// - A delete records revision -1 and no values.
+// - Inserts and replaces record "set"; reads tell an insert from a replace
+//   by the record before it. A delete records revision -1 and no values.
 // - The time is a Julian day number, cheaper to take per record than
 //   formatted text; reads format it.
-// - Retention runs outside the statements (history_retention.cc). A record
-//   whose earlier records retention removed becomes a base: it is not
-//   reported any more, and the record after it reads its old values there.
-//   Rows that exist when the history is created get a base record each.
+// - Retention runs after the writes (history_retention.cc). The oldest
+//   record it leaves of an object becomes a base: it is not reported any
+//   more, and the record after it reads its old values there. Rows that
+//   exist when the history is created get a base record each.
 
 #include "db/history_schema.h"
 
@@ -47,18 +43,6 @@ std::string EachColumn(const std::string& prefix, const std::string& separator =
 const std::string kRecordColumns =
     "Component, ConfigGroup, Name, Identifier, Change, Revision, " + EachColumn("");
 
-// A record of the row `row` ("NEW" or "OLD") with the change `change` (SQL).
-std::string RecordOf(const std::string& row, const std::string& change,
-                     const std::string& revision, bool withValues) {
-  std::string values;
-  for (const char* column : kValueColumns) {
-    values += std::string(", ") + (withValues ? row + "." + column : std::string("NULL"));
-  }
-  return "INSERT INTO " + std::string(kHistoryTable) + "(" + kRecordColumns + ") VALUES (" + row +
-         ".Component, " + row + ".ConfigGroup, " + row + ".Name, " + row + ".Identifier, " +
-         change + ", " + revision + values + ");";
-}
-
 const std::string kCreateHistory =
     "CREATE TABLE IF NOT EXISTS " + std::string(kHistoryTable) +
     "(Seq INTEGER PRIMARY KEY AUTOINCREMENT, Time REAL NOT NULL DEFAULT (julianday('now')), "
@@ -74,9 +58,12 @@ const std::string kCreateHistoryIndex = "CREATE INDEX IF NOT EXISTS ConfigChange
 const std::string kCreateMark =
     "CREATE TABLE IF NOT EXISTS ConfigChangesMark(Seq INTEGER NOT NULL, Bytes INTEGER NOT NULL, "
     "Cut INTEGER);";
-const std::string kSeedMark =
-    "INSERT INTO ConfigChangesMark(Seq, Bytes) SELECT 0, 0 WHERE NOT EXISTS (SELECT 1 FROM "
-    "ConfigChangesMark);";
+// Retention counts from the oldest record on (a base carried over from an
+// earlier layout has a negative sequence number).
+const std::string kSeedMark = "INSERT INTO ConfigChangesMark(Seq, Bytes) SELECT min(0, ifnull((SELECT "
+                              "min(Seq) FROM " +
+                              std::string(kHistoryTable) +
+                              ") - 1, 0)), 0 WHERE NOT EXISTS (SELECT 1 FROM ConfigChangesMark);";
 // Per object: its records up to the mark, and the newest record that
 // retention removes while it runs.
 const std::string kCreateObjects =
@@ -92,57 +79,57 @@ const std::string kSeedBases = "INSERT INTO " + std::string(kHistoryTable) + "("
                                "Revision, " +
                                EachColumn("") + ", 1 FROM Config WHERE NOT EXISTS (SELECT 1 FROM " +
                                kHistoryTable + ");";
-// 'boot' when the row's desired value was applied or its outcome flag
-// changed, 'desired' when only the staged desired value changed.
-const std::string kUpdateKind =
-    "CASE WHEN OLD.Success IS NOT NEW.Success OR (OLD.DesiredValue IS NOT NULL AND "
-    "NEW.DesiredValue IS NULL AND NEW.UserValue IS OLD.DesiredValue) THEN 'boot' "
-    "WHEN OLD.AutoConfValue IS NEW.AutoConfValue AND OLD.UserValue IS NEW.UserValue AND "
-    "OLD.VitalValue IS NEW.VitalValue AND OLD.CachedValue IS NEW.CachedValue AND "
-    "OLD.DesiredValue IS NOT NEW.DesiredValue THEN 'desired' ELSE 'update' END";
-
-const std::string kHistoryInsertTrigger =
-    "CREATE TRIGGER IF NOT EXISTS changeInsert BEFORE INSERT ON Config BEGIN " +
-    RecordOf("NEW", "'set'", "NEW.Revision", true) + " END;";
-const std::string kHistoryUpdateTrigger = "CREATE TRIGGER IF NOT EXISTS changeUpdate AFTER UPDATE OF " +
-                                          EachColumn("", ",") + ",Success ON Config BEGIN " +
-                                          RecordOf("NEW", kUpdateKind, "NEW.Revision", true) +
-                                          " END;";
-const std::string kHistoryRevisionTrigger =
-    "CREATE TRIGGER IF NOT EXISTS changeRevision AFTER UPDATE OF Revision ON Config BEGIN "
-    "UPDATE " +
-    std::string(kHistoryTable) + " SET Revision=NEW.Revision WHERE Seq=(SELECT max(Seq) FROM " +
-    kHistoryTable +
-    ") AND Revision=OLD.Revision AND Component=NEW.Component AND ConfigGroup=NEW.ConfigGroup AND "
-    "Name=NEW.Name AND Identifier=NEW.Identifier; END;";
-const std::string kHistoryDeleteTrigger =
-    "CREATE TRIGGER IF NOT EXISTS changeDelete AFTER DELETE ON Config BEGIN " +
-    RecordOf("OLD", "'delete'", "-1", false) + " END;";
-
-// What earlier builds of the history left (a table of another layout and
-// its triggers); dropping what is not there changes nothing.
+// The history of earlier builds (old and new values in each record, a
+// size per record, triggers): its records are carried over with their
+// sequence numbers, and the object's state before the oldest record left
+// of each object that existed before it becomes a base (of unknown
+// revision, at the negated sequence number). Carried over twice, a record
+// is ignored, so an interrupted carry-over finishes on the next start.
+const std::string kEarlierRecords =
+    "INSERT OR IGNORE INTO " + std::string(kHistoryTable) + "(Seq, Time, " + kRecordColumns +
+    ") SELECT Seq, julianday(Time), Component, ConfigGroup, Name, Identifier, CASE WHEN Change IN "
+    "('insert', 'replace') THEN 'set' ELSE Change END, Revision, " +
+    EachColumn("") + " FROM ConfigHistory;";
+std::string EarlierBaseValues() {
+  std::string values;
+  int bit = 1;
+  for (const char* column : kValueColumns) {
+    values += std::string(", CASE WHEN h.Changed & ") + std::to_string(bit) + " THEN h.Old" +
+              column + " ELSE h." + column + " END";
+    bit <<= 1;
+  }
+  return values;
+}
+const std::string kEarlierBases =
+    "INSERT OR IGNORE INTO " + std::string(kHistoryTable) + "(Seq, Time, " + kRecordColumns +
+    ", Base) SELECT -h.Seq, julianday(h.Time), h.Component, h.ConfigGroup, h.Name, h.Identifier, "
+    "'set', -1" +
+    EarlierBaseValues() +
+    ", 1 FROM ConfigHistory h WHERE h.Change <> 'insert' AND h.Seq = (SELECT min(x.Seq) FROM "
+    "ConfigHistory x WHERE x.Component=h.Component AND x.ConfigGroup=h.ConfigGroup AND "
+    "x.Name=h.Name AND x.Identifier=h.Identifier);";
 const std::vector<std::string> kEarlierLayout{
     "DROP TRIGGER IF EXISTS historyInsert;",     "DROP TRIGGER IF EXISTS historyUpdate;",
     "DROP TRIGGER IF EXISTS historyRevision;",   "DROP TRIGGER IF EXISTS historyDelete;",
     "DROP TRIGGER IF EXISTS historyRetention;",  "DROP TRIGGER IF EXISTS historyKeepCount;",
     "DROP TRIGGER IF EXISTS historyKeepBytes;",  "DROP TRIGGER IF EXISTS historyForget;",
+    kEarlierRecords,                             kEarlierBases,
     "DROP TABLE IF EXISTS ConfigHistoryBytes;", "DROP TABLE IF EXISTS ConfigHistory;",
 };
 
 }  // namespace
 
 const std::vector<std::string>& HistoryStatements() {
-  static const std::vector<std::string> statements = [] {
-    std::vector<std::string> all = kEarlierLayout;
-    for (const std::string& create :
-         {kCreateHistory, kCreateHistoryIndex, kCreateMark, kSeedMark, kCreateObjects,
-          kSeedBases, kHistoryInsertTrigger,
-          kHistoryUpdateTrigger, kHistoryRevisionTrigger, kHistoryDeleteTrigger}) {
-      all.push_back(create);
-    }
-    return all;
-  }();
+  static const std::vector<std::string> statements{kCreateHistory, kCreateHistoryIndex,
+                                                   kCreateMark, kCreateObjects};
   return statements;
 }
+
+const std::vector<std::string>& HistorySeedStatements() {
+  static const std::vector<std::string> statements{kSeedMark, kSeedBases};
+  return statements;
+}
+
+const std::vector<std::string>& EarlierHistoryStatements() { return kEarlierLayout; }
 
 }  // namespace OrinConfigStore

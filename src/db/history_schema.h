@@ -10,6 +10,8 @@ namespace OrinConfigStore {
 
 // The table of the records.
 constexpr const char* kHistoryTable = "ConfigChanges";
+// The table of an earlier layout of the history, carried over.
+constexpr const char* kEarlierHistoryTable = "ConfigHistory";
 // Per object: its number of records and whether retention removed some.
 constexpr const char* kHistoryObjectsTable = "ConfigChangesObjects";
 
@@ -30,9 +32,22 @@ constexpr int kRetentionInterval = 64;
 // than the records that came since the last.
 constexpr int kPruneBatch = 4096;
 
-// Creates the history table, its index and its triggers; idempotent, run
-// after the Config table and its triggers exist.
+// The kinds of change a record names.
+constexpr const char* kChangeSet = "set";  // an insert or a replace
+constexpr const char* kChangeUpdate = "update";
+constexpr const char* kChangeDesired = "desired";  // the staged desired value
+constexpr const char* kChangeBoot = "boot";        // the desired value applied
+constexpr const char* kChangeDelete = "delete";
+
+// Creates the history's tables and its index; idempotent.
 const std::vector<std::string>& HistoryStatements();
+// Carries the history of an earlier layout (table ConfigHistory, with its
+// triggers) over into the history's table and drops it; run after
+// HistoryStatements when ConfigHistory exists.
+const std::vector<std::string>& EarlierHistoryStatements();
+// Seeds retention's mark and, into an empty history, a base record of each
+// row there is; run last.
+const std::vector<std::string>& HistorySeedStatements();
 
 }  // namespace OrinConfigStore
 

@@ -184,7 +184,7 @@ void ConfigStoreImpl::Import(const std::shared_ptr<JsonDoc>& document,
         SetInternal(type.objects.front(), type.schema, context, connection_);
         continue;
       }
-      DeleteInstancesInternal(type.id, connection_);
+      DeleteInstancesInternal(type.id, connection_, type.objects);
       if (!type.objects.empty()) {
         SetInstancesInternal(type.objects, type.schema, context, connection_);
       }

@@ -201,7 +201,7 @@ void ConfigStoreImpl::SetInstances(std::vector<std::shared_ptr<ConfigStoreObject
   }
   RequireOneType(objects);
   RunInTransaction("SetInstances", {first}, [&] {
-    DeleteInstancesInternal(first, connection_);
+    DeleteInstancesInternal(first, connection_, objects);
     SetInstancesInternal(objects, schema, context, connection_);
   });
 }

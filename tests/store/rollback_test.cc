@@ -8,6 +8,8 @@
 #include "configstore/rollback.h"
 #include "database_root.h"
 #include "db/history_retention.h"
+#include "db/history_schema.h"
+#include "db/history_writes.h"
 
 namespace OrinConfigStore {
 namespace {
@@ -24,9 +26,16 @@ class RollbackTest : public ::testing::Test {
         "Config WHERE Identifier='nic0';")[0];
   }
   std::size_t Records() { return GetHistory(kNic0).size(); }
+  // A change no public write makes (a staged desired value, a value an
+  // earlier schema allowed), recorded as the library records its writes.
+  void WriteRaw(const std::string& assignment, const char* change) {
+    db_.Sql("UPDATE Config SET " + assignment + " WHERE Identifier='nic0';");
+    RecordRow(connection_, kNic0, change, "raw write");
+  }
 
   cstest::DatabaseRoot db_;
   std::shared_ptr<ConfigStore> store_ = ConfigStore::GetStore("");
+  Connection connection_ = DBStore::GetConnection(DBStore::CONFIG);
 };
 
 // Three sources and a staged desired value come back together, also after
@@ -36,7 +45,7 @@ TEST_F(RollbackTest, PutsBackEverySourceOfTheRevisionAsOneRecordedWrite) {
   store_->SetUserData(Nic0(R"({"mtu":1500})"), EXTERNAL);
   store_->SetUserData(Nic0(R"({"network":"backend"})"), INTERNAL);
   store_->SetVitalData(Nic0(R"({"macAddress":"02:00:00:00:00:01"})"));
-  db_.Sql("UPDATE Config SET DesiredValue='{\"mtu\":9000}' WHERE Identifier='nic0';");
+  WriteRaw("DesiredValue='{\"mtu\":9000}'", kChangeDesired);
   const std::string atThree = Row().substr(std::string("Revision=3").size());
   store_->Set(Nic0(R"({"mtu":1400,"macAddress":"02:00:00:00:00:02"})"), EXTERNAL);
   store_->Delete(kNic0);
@@ -64,9 +73,9 @@ TEST_F(RollbackTest, PutsBackEverySourceOfTheRevisionAsOneRecordedWrite) {
 TEST_F(RollbackTest, RefusedRollbacksWriteNothing) {
   SetKeyValue("HISTORY_MAX_RECORDS", "1");
   store_->SetUserData(Nic0(R"({"mtu":1500})"), EXTERNAL);
-  db_.Sql("UPDATE Config SET UserValue='{\"mtu\":\"big\"}' WHERE Identifier='nic0';");
+  WriteRaw("UserValue='{\"mtu\":\"big\"}'", kChangeUpdate);
   store_->SetUserData(Nic0(R"({"mtu":9000})"), EXTERNAL);
-  KeepHistoryBounds(DBStore::GetConnection(DBStore::CONFIG));
+  KeepHistoryBounds(connection_);
   const std::string row = Row();
   const std::size_t records = Records();
 
