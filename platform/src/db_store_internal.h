@@ -9,11 +9,13 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <deque>
 #include <list>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -93,9 +95,26 @@ class StatementCache {
   void Clear();
 
  private:
-  using Entry = std::pair<std::string, std::shared_ptr<PreparedStatement>>;
-  std::list<Entry> entries_;  // most recently used first
-  std::unordered_map<std::string_view, std::list<Entry>::iterator> index_;
+  // Two segments, most recently used first in each. A text enters `fresh_`
+  // and moves to `reused_` when it is asked for again while there, or soon
+  // after it was pushed out (its hash is remembered for a while). Most of
+  // the library's texts name one instance and are used once, so they only
+  // ever push each other out of `fresh_`, never the statements a
+  // connection repeats. One pushed out of `reused_` goes back to `fresh_`.
+  struct Entry {
+    std::string text;
+    std::shared_ptr<PreparedStatement> prepared;
+    bool reused = false;
+  };
+  using Segment = std::list<Entry>;
+  void Admit(Segment& segment, Segment::iterator entry, bool reused);
+  void EvictFresh();
+
+  Segment fresh_;
+  Segment reused_;
+  std::deque<std::size_t> evicted_;                  // hashes, oldest first
+  std::unordered_multiset<std::size_t> evictedSet_;  // the same, for lookup
+  std::unordered_map<std::string_view, Segment::iterator> index_;
 };
 
 // Prepares the first statement of `sql` (its length `size`); null with the

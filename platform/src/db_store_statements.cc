@@ -2,6 +2,8 @@
 // the column names reported to row callbacks, and the one path every DBStore
 // operation takes to SQLite (and the one place failures are logged).
 
+#include <iterator>
+
 #include "configstore/logger.h"
 #include "db_store_internal.h"
 
@@ -14,10 +16,16 @@ namespace DBStore {
 
 namespace {
 
-// Enough for the statements one connection repeats (the key-value reads,
-// transaction control, the store's per-type queries) without keeping every
+// Per segment of the cache: enough for the statements one connection
+// repeats (the key-value reads, transaction control, the history's records
+// and retention, the store's per-type queries) without keeping every
 // statement text ever formatted.
 constexpr std::size_t kMaxCachedStatements = 64;
+// How many texts pushed out of the cache it remembers: one asked for again
+// within that many others is one the connection repeats, only rarely (as
+// the history's retention does, once per so many writes); the per-instance
+// texts of a write to many instances come back much later, if at all.
+constexpr std::size_t kRememberedEvictions = 4 * kMaxCachedStatements;
 
 using OrinConfigStore::CSLogger;
 
@@ -158,26 +166,61 @@ std::shared_ptr<PreparedStatement> StatementCache::Get(sqlite3* db, const std::s
   *status = SQLITE_OK;
   const auto found = index_.find(text);
   if (found != index_.end()) {
-    entries_.splice(entries_.begin(), entries_, found->second);
-    const auto& prepared = found->second->second;
+    const Segment::iterator entry = found->second;
+    Admit(entry->reused ? reused_ : fresh_, entry, true);
+    const auto& prepared = entry->prepared;
     if (!prepared->inUse) return prepared;
     return PrepareFirst(db, text.data(), text.size(), status);
   }
   auto prepared = PrepareFirst(db, text.data(), text.size(), status);
   if (prepared == nullptr) return nullptr;
-  entries_.emplace_front(text, prepared);
-  index_.emplace(entries_.front().first, entries_.begin());
-  if (entries_.size() > kMaxCachedStatements) {
-    // A lease still holding the evicted statement keeps it alive until it ends.
-    index_.erase(entries_.back().first);
-    entries_.pop_back();
+  fresh_.push_front(Entry{text, prepared, false});
+  index_.emplace(fresh_.front().text, fresh_.begin());
+  const auto seen = evictedSet_.find(std::hash<std::string>{}(text));
+  if (seen != evictedSet_.end()) {
+    evictedSet_.erase(seen);
+    Admit(fresh_, fresh_.begin(), true);
+  } else if (fresh_.size() > kMaxCachedStatements) {
+    EvictFresh();
   }
   return prepared;
 }
 
+// A lease still holding the evicted statement keeps it alive until it ends.
+void StatementCache::EvictFresh() {
+  const std::size_t hash = std::hash<std::string>{}(fresh_.back().text);
+  evicted_.push_back(hash);
+  evictedSet_.insert(hash);
+  if (evicted_.size() > kRememberedEvictions) {
+    const auto oldest = evictedSet_.find(evicted_.front());
+    if (oldest != evictedSet_.end()) evictedSet_.erase(oldest);
+    evicted_.pop_front();
+  }
+  index_.erase(fresh_.back().text);
+  fresh_.pop_back();
+}
+
+// Moves `entry` (in `from`) to the front of the reused segment, or of the
+// fresh one; the reused segment's least recently used entry, when there
+// are too many, goes to the front of the fresh one. Iterators stay valid
+// across splices, so the index needs no update.
+void StatementCache::Admit(Segment& from, Segment::iterator entry, bool reused) {
+  Segment& to = reused ? reused_ : fresh_;
+  to.splice(to.begin(), from, entry);
+  entry->reused = reused;
+  if (reused_.size() > kMaxCachedStatements) {
+    reused_.back().reused = false;
+    fresh_.splice(fresh_.begin(), reused_, std::prev(reused_.end()));
+  }
+  if (fresh_.size() > kMaxCachedStatements) EvictFresh();
+}
+
 void StatementCache::Clear() {
   index_.clear();
-  entries_.clear();
+  fresh_.clear();
+  reused_.clear();
+  evicted_.clear();
+  evictedSet_.clear();
 }
 
 int LogFailure(const char* operation, int code, const char* message) {

@@ -44,7 +44,9 @@ const std::string kObjects = kHistoryObjectsTable;
 const std::string kRecordsAsC = std::string(kHistoryTable) + " c";
 
 // The records since the mark: their bytes onto the total and their number
-// onto their objects', then the mark past them.
+// onto their objects', then the mark past them. (Without NOT INDEXED the
+// planner would rather read the whole history in the object index's order
+// than sort the new records.)
 const std::string kAddBytes = "UPDATE ConfigChangesMark SET Bytes = Bytes + (SELECT " +
                               kRecordBytes + " FROM " + kRecordsAsC +
                               " WHERE c.Seq > ConfigChangesMark.Seq);";
@@ -53,19 +55,24 @@ const std::string kAddRecords =
     "(Component, ConfigGroup, Name, Identifier, Records) SELECT Component, ConfigGroup, Name, "
     "Identifier, count(*) FROM " +
     kHistoryTable +
-    " WHERE Seq > (SELECT Seq FROM ConfigChangesMark) GROUP BY Component, ConfigGroup, Name, "
+    " NOT INDEXED WHERE Seq > (SELECT Seq FROM ConfigChangesMark) GROUP BY Component, ConfigGroup, "
+    "Name, "
     "Identifier ON CONFLICT(Component, ConfigGroup, Name, Identifier) DO UPDATE SET Records = "
     "Records + excluded.Records;";
 const std::string kMoveMark = "UPDATE ConfigChangesMark SET Seq = ifnull((SELECT max(Seq) FROM " +
                               std::string(kHistoryTable) + "), Seq);";
 
 // Each object beyond the count bound is cut below its newest records and
-// the base before them.
+// the base before them. (Objects are few beside records: reading them all
+// costs less than finding those with records since the mark.)
 const std::string kCutByCount = "UPDATE " + kObjects + " SET Cut = (SELECT c.Seq FROM " +
                                 kRecordsAsC + " WHERE " + SameObject("c", kObjects) +
                                 " ORDER BY c.Seq DESC LIMIT 1 OFFSET " + kMaxRecords +
                                 " + 1), Records = " + kMaxRecords + " + 1 WHERE Records > " +
                                 kMaxRecords + " + 1;";
+// Whether the records are above the size bound.
+const std::string kOverSize =
+    "SELECT Bytes > " + kMaxBytes + " AS Over FROM ConfigChangesMark;";
 
 // For the size bound: the newest of the oldest records (at most
 // kPruneBatch) whose removal brings the total down to the bound. Each
@@ -97,8 +104,9 @@ const std::string kClearSizeCut = "UPDATE ConfigChangesMark SET Cut = NULL;";
 
 // Removes what the objects' cuts select (their numbers of records are set
 // with the cuts): bytes off the total, the records, and the oldest left of
-// each object marked as its base. Ends with the cuts cleared.
-const std::string kCutRecords = kObjects + " o JOIN " + kRecordsAsC + " ON " +
+// each object marked as its base. Ends with the cuts cleared. (The objects
+// come first in the join: each is a range of the records' index.)
+const std::string kCutRecords = kObjects + " o CROSS JOIN " + kRecordsAsC + " ON " +
                                 SameObject("c", "o") + " WHERE o.Cut IS NOT NULL AND c.Seq <= o.Cut";
 const std::vector<std::string> kRemoveCuts{
     "UPDATE ConfigChangesMark SET Bytes = Bytes - (SELECT " + kRecordBytes + " FROM " +
@@ -111,12 +119,21 @@ const std::vector<std::string> kRemoveCuts{
     "UPDATE " + kObjects + " SET Cut = NULL WHERE Cut IS NOT NULL;",
 };
 
-const std::vector<std::string>& RetentionStatements() {
+// The count bound, with the mark moved past the records it counted.
+const std::vector<std::string>& CountBoundStatements() {
   static const std::vector<std::string> statements = [] {
-    std::vector<std::string> all{kAddBytes, kAddRecords, kMoveMark, kCutByCount};
+    std::vector<std::string> all{kAddBytes, kAddRecords, kCutByCount};
     all.insert(all.end(), kRemoveCuts.begin(), kRemoveCuts.end());
-    all.push_back(kCutBySize);
-    all.push_back(kSpreadSizeCut);
+    all.push_back(kMoveMark);
+    return all;
+  }();
+  return statements;
+}
+
+// The size bound, when the records are above it.
+const std::vector<std::string>& SizeBoundStatements() {
+  static const std::vector<std::string> statements = [] {
+    std::vector<std::string> all{kCutBySize, kSpreadSizeCut};
     all.insert(all.end(), kRemoveCuts.begin(), kRemoveCuts.end());
     all.push_back(kClearSizeCut);
     return all;
@@ -124,29 +141,38 @@ const std::vector<std::string>& RetentionStatements() {
   return statements;
 }
 
-long long RecordsDue(const Connection& connection) {
-  long long due = 0;
+void RunAll(const Connection& connection, const std::vector<std::string>& statements) {
+  for (const std::string& statement : statements) {
+    if (!ExecuteStatement(connection, statement)) throw ConfigStoreException(kRetentionFailed);
+  }
+}
+
+// The integer in column `column` of the one row of `statement`.
+long long ReadNumber(const Connection& connection, const std::string& statement,
+                    const char* column) {
+  long long number = 0;
   auto visit = [&](const RowView& row) {
-    const char* text = row.Get("Due");
-    due = text != nullptr ? std::atoll(text) : 0;
+    const char* text = row.Get(column);
+    number = text != nullptr ? std::atoll(text) : 0;
   };
-  if (VisitRows(connection, kRecordsDue, visit) != 0) throw ConfigStoreException(kRetentionFailed);
-  return due;
+  if (VisitRows(connection, statement, visit) != 0) throw ConfigStoreException(kRetentionFailed);
+  return number;
 }
 
 }  // namespace
 
 void KeepHistoryBounds(const Connection& connection) {
   RunInTransaction(connection, TransactionPolicy::ForOperation(kRetentionOperation), [&] {
-    for (const std::string& statement : RetentionStatements()) {
-      if (!ExecuteStatement(connection, statement)) throw ConfigStoreException(kRetentionFailed);
-    }
+    RunAll(connection, CountBoundStatements());
+    if (ReadNumber(connection, kOverSize, "Over") != 0) RunAll(connection, SizeBoundStatements());
   });
 }
 
 void KeepHistoryBoundsWhenDue(const Connection& connection) {
   try {
-    if (RecordsDue(connection) >= kRetentionInterval) KeepHistoryBounds(connection);
+    if (ReadNumber(connection, kRecordsDue, "Due") >= kRetentionInterval) {
+      KeepHistoryBounds(connection);
+    }
   } catch (const std::exception& e) {
     CSLogger::Log(2, kLogRetentionFailed, e.what());
   }

@@ -71,6 +71,10 @@ const std::string kCreateObjects =
     "(Component TEXT NOT NULL, ConfigGroup TEXT NOT NULL, Name TEXT NOT NULL, Identifier TEXT NOT "
     "NULL, Records INTEGER NOT NULL, Cut INTEGER, PRIMARY "
     "KEY(Component, ConfigGroup, Name, Identifier)) WITHOUT ROWID;";
+// The objects retention is cutting, found without reading every object.
+const std::string kCreateCutIndex = "CREATE INDEX IF NOT EXISTS ConfigChangesObjectsCut ON " +
+                                    std::string(kHistoryObjectsTable) +
+                                    "(Cut) WHERE Cut IS NOT NULL;";
 // The rows there are when the history is created, as bases. (It runs only
 // while the history is empty, so the bases go in once.)
 const std::string kSeedBases = "INSERT INTO " + std::string(kHistoryTable) + "(" +
@@ -121,7 +125,8 @@ const std::vector<std::string> kEarlierLayout{
 
 const std::vector<std::string>& HistoryStatements() {
   static const std::vector<std::string> statements{kCreateHistory, kCreateHistoryIndex,
-                                                   kCreateMark, kCreateObjects};
+                                                   kCreateMark, kCreateObjects,
+                                                   kCreateCutIndex};
   return statements;
 }
 
