@@ -1,16 +1,20 @@
 #ifndef CONFIGSTORE_HISTORY_H_
 #define CONFIGSTORE_HISTORY_H_
 
-// The change history of the configuration database: every change of an
-// object's row (insert, replace, update of a source, staging or dropping of
-// a desired value, boot marking, delete) is recorded in the statement that
-// makes it, so that history and data always agree, also across a crash.
+// The change history of the configuration database: every change the
+// library makes to an object's row (insert, replace, update of a source,
+// staging or dropping of a desired value, boot marking, delete) is recorded
+// in the transaction that makes it, so that history and data always agree,
+// also across a crash.
 //
 // Records are numbered by a sequence that only rises. Retention keeps the
-// newest HISTORY_MAX_RECORDS records of each object (default 100) and about
-// HISTORY_MAX_BYTES of values in all (default 16 MiB); both are key-value
-// table settings (SetKeyValue). A database created before the history
-// existed gets it from InitializeDatabase (cfgstore init).
+// newest HISTORY_MAX_RECORDS records of each object (default 100; 0 records
+// nothing) and about HISTORY_MAX_BYTES of values in all (default 16 MiB),
+// beyond which each stored object keeps its latest record; both are
+// key-value table settings (SetKeyValue). Retention runs after a write once
+// 64 records have come since it last ran, so an object may briefly hold up
+// to that many records more. A database created before the history existed
+// gets it from InitializeDatabase (cfgstore init).
 
 #include <optional>
 #include <string>

@@ -44,32 +44,34 @@ const std::string kObjects = kHistoryObjectsTable;
 const std::string kRecordsAsC = std::string(kHistoryTable) + " c";
 
 // The records since the mark: their bytes onto the total and their number
-// onto their objects', then the mark past them. (Without NOT INDEXED the
-// planner would rather read the whole history in the object index's order
-// than sort the new records.)
+// onto their objects', then the mark past them. (Counted one by one: that
+// costs less than sorting them by object first. Without NOT INDEXED the
+// planner would read the whole history in the object index's order.)
 const std::string kAddBytes = "UPDATE ConfigChangesMark SET Bytes = Bytes + (SELECT " +
                               kRecordBytes + " FROM " + kRecordsAsC +
                               " WHERE c.Seq > ConfigChangesMark.Seq);";
 const std::string kAddRecords =
     "INSERT INTO " + kObjects +
     "(Component, ConfigGroup, Name, Identifier, Records) SELECT Component, ConfigGroup, Name, "
-    "Identifier, count(*) FROM " +
+    "Identifier, 1 FROM " +
     kHistoryTable +
-    " NOT INDEXED WHERE Seq > (SELECT Seq FROM ConfigChangesMark) GROUP BY Component, ConfigGroup, "
-    "Name, "
-    "Identifier ON CONFLICT(Component, ConfigGroup, Name, Identifier) DO UPDATE SET Records = "
-    "Records + excluded.Records;";
+    " NOT INDEXED WHERE Seq > (SELECT Seq FROM ConfigChangesMark) ON CONFLICT(Component, "
+    "ConfigGroup, Name, Identifier) DO UPDATE SET Records = Records + 1;";
 const std::string kMoveMark = "UPDATE ConfigChangesMark SET Seq = ifnull((SELECT max(Seq) FROM " +
                               std::string(kHistoryTable) + "), Seq);";
 
 // Each object beyond the count bound is cut below its newest records and
-// the base before them. (Objects are few beside records: reading them all
-// costs less than finding those with records since the mark.)
-const std::string kCutByCount = "UPDATE " + kObjects + " SET Cut = (SELECT c.Seq FROM " +
-                                kRecordsAsC + " WHERE " + SameObject("c", kObjects) +
-                                " ORDER BY c.Seq DESC LIMIT 1 OFFSET " + kMaxRecords +
-                                " + 1), Records = " + kMaxRecords + " + 1 WHERE Records > " +
-                                kMaxRecords + " + 1;";
+// the base before them. Mostly one record came since the last run, and the
+// cut is the object's oldest record, found at once; otherwise the records
+// to keep are counted off from the newest. (Objects are few beside
+// records: reading them all costs less than finding those with records
+// since the mark.)
+const std::string kCutByCount =
+    "UPDATE " + kObjects + " SET Cut = CASE WHEN Records = " + kMaxRecords +
+    " + 2 THEN (SELECT min(c.Seq) FROM " + kRecordsAsC + " WHERE " + SameObject("c", kObjects) +
+    ") ELSE (SELECT c.Seq FROM " + kRecordsAsC + " WHERE " + SameObject("c", kObjects) +
+    " ORDER BY c.Seq DESC LIMIT 1 OFFSET " + kMaxRecords + " + 1) END, Records = " + kMaxRecords +
+    " + 1 WHERE Records > " + kMaxRecords + " + 1;";
 // Whether the records are above the size bound.
 const std::string kOverSize =
     "SELECT Bytes > " + kMaxBytes + " AS Over FROM ConfigChangesMark;";

@@ -7,6 +7,7 @@
 #include "configstore/boot.h"
 #include "configstore/config_store.h"
 #include "configstore/history.h"
+#include "configstore/provisioning.h"
 #include "database_root.h"
 #include "db/history_reads.h"
 #include "db/history_retention.h"
@@ -148,6 +149,32 @@ TEST_F(HistoryTest, RetentionRunsWhenDue) {
   store_->SetUserData(Nic0(1), EXTERNAL);
   store_->Delete(kNic0);
   EXPECT_EQ(Count(), "n=2");
+}
+
+// A history of the earlier layout (old and new values per record) is
+// carried over with its numbers and times; the state before its oldest
+// record becomes a base, and new records follow its numbers.
+TEST_F(HistoryTest, AnEarlierHistoryIsCarriedOver) {
+  db_.Sql(
+      "CREATE TABLE ConfigHistory(Seq INTEGER PRIMARY KEY AUTOINCREMENT, Time TEXT, Component, "
+      "ConfigGroup, Name, Identifier, Change, Revision, Changed INTEGER, OldAutoConfValue, "
+      "OldUserValue, OldVitalValue, OldCachedValue, OldDesiredValue, AutoConfValue, UserValue, "
+      "VitalValue, CachedValue, DesiredValue, Size INTEGER);"
+      "INSERT INTO ConfigHistory VALUES (5, '2026-01-02T03:04:05.678Z', 'net', 'interfaces', "
+      "'nics', 'nic0', 'update', 3, 2, NULL, '{\"mtu\":1}', NULL, NULL, NULL, NULL, "
+      "'{\"mtu\":2}', '{\"v\":1}', NULL, NULL, 20);"
+      "INSERT INTO ConfigHistory VALUES (6, '2026-01-02T03:04:06.000Z', 'net', 'interfaces', "
+      "'nics', 'nic0', 'replace', 4, 2, NULL, '{\"mtu\":2}', NULL, NULL, NULL, NULL, "
+      "'{\"mtu\":3}', '{\"v\":1}', NULL, NULL, 20);"
+      "DELETE FROM ConfigChangesMark;");
+  InitializeDatabase();
+  EXPECT_EQ(Feed(), (std::vector<std::string>{"nic0 update r3 user:{\"mtu\":1}->{\"mtu\":2}",
+                                              "nic0 replace r4 user:{\"mtu\":2}->{\"mtu\":3}"}));
+  EXPECT_EQ(ReadHistorySince(connection_, 0, 1)[0].time, "2026-01-02T03:04:05.678Z");
+  EXPECT_EQ(db_.Rows("SELECT count(*) AS n FROM sqlite_master WHERE name LIKE 'ConfigHistory%';"),
+            (std::vector<std::string>{"n=0"}));
+  store_->SetUserData(Nic0(1), EXTERNAL);
+  EXPECT_EQ(ReadHistorySince(connection_, 6, 0)[0].sequence, 7);
 }
 
 TEST(JsonPatch, TurnsOneValueIntoTheOther) {
