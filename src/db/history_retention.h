@@ -2,9 +2,9 @@
 #define SRC_DB_HISTORY_RETENTION_H_
 
 // Retention of the change history, outside the statements that write
-// Config (see history_schema.cc for why): the library runs it after its
-// writes, in a transaction of its own, once kRetentionInterval records
-// have come since it last ran.
+// Config (see history_schema.cc for why): the library's writes run it at
+// their end, in their transaction, once kRetentionInterval records have
+// come since it last ran.
 
 #include "row_reader.h"
 
@@ -17,9 +17,8 @@ namespace OrinConfigStore {
 // object that lost records is remembered, so that its oldest remaining
 // record serves as the base the next one reads its old values from.
 //
-// The write before it has committed already, so a failure (a busy
-// database, say) is logged and left to the next run: it never turns a
-// write that succeeded into an error.
+// It runs in a savepoint of its own: a failure rolls back only what it did,
+// is logged and left to the next run, and never fails the write.
 void KeepHistoryBoundsWhenDue(const Connection& connection);
 
 // Runs retention now, whatever came since the last run; ConfigStoreException

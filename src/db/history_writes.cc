@@ -1,6 +1,7 @@
 #include "history_writes.h"
 
 #include "configstore/json_doc.h"
+#include "history_retention.h"
 #include "history_schema.h"
 #include "transaction.h"
 
@@ -56,7 +57,10 @@ std::string JsonArrayOf(const std::vector<std::string>& texts) {
 void RecordedWrite(const Connection& connection, const std::string& failure,
                    const std::function<void()>& write) {
   const TransactionFailure failed = TransactionFailure::Text(failure);
-  RunInTransaction(connection, TransactionPolicy{failed, failed, InsideFailure::kAsRaised}, write);
+  RunInTransaction(connection, TransactionPolicy{failed, failed, InsideFailure::kAsRaised}, [&] {
+    write();
+    KeepHistoryBoundsWhenDue(connection);
+  });
 }
 
 void RecordRow(const Connection& connection, const ConfigStoreObjectId& id, const char* change,

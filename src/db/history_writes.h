@@ -14,9 +14,11 @@
 namespace OrinConfigStore {
 
 // Runs `write` in a transaction of its own, or a savepoint inside the
-// caller's, so that a change and its records commit or roll back together.
-// A transaction that cannot begin or commit is ConfigStoreException 2000
-// `failure`; what `write` throws passes through, its level rolled back.
+// caller's, so that a change and its records commit or roll back together;
+// the history's retention, when due, runs at its end, within it, so that it
+// costs no commit of its own. A transaction that cannot begin or commit is
+// ConfigStoreException 2000 `failure`; what `write` throws passes through,
+// its level rolled back.
 void RecordedWrite(const Connection& connection, const std::string& failure,
                    const std::function<void()>& write);
 

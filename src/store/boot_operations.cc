@@ -8,7 +8,6 @@
 #include "configstore/logger.h"
 #include "db/boot_status.h"
 #include "db/config_reads.h"
-#include "db/history_retention.h"
 #include "db/transaction.h"
 #include "notify/notify.h"
 #include "objects/config_store_object_internal.h"
@@ -41,18 +40,14 @@ SchemaPtr CheckedKernelOptionsSchema(const ConfigStoreObjectId& id) {
 }  // namespace
 
 void SetBootStatus(const ConfigStoreObjectId& id, bool success) {
-  const Connection connection = OwnConnection();
-  SetBootStatusInternal(id, success, connection);
-  KeepHistoryBoundsWhenDue(connection);
+  SetBootStatusInternal(id, success, OwnConnection());
 }
 
 void SetPartialBootStatus(std::shared_ptr<ConfigStoreObject> object) {
   if (ObjIsEmpty(object, "SetPartialBootStatus")) return;
   const SchemaPtr schema = LookupSchema(object->GetConfigStoreObjectId());
   ValidatePartialConfig(schema, object);
-  const Connection connection = OwnConnection();
-  SetPartialBootStatusInternal(object, schema, connection);
-  KeepHistoryBoundsWhenDue(connection);
+  SetPartialBootStatusInternal(object, schema, OwnConnection());
 }
 
 std::shared_ptr<ConfigStoreObject> GetDesiredUserConfig(const ConfigStoreObjectId& id) {
@@ -98,7 +93,6 @@ void UpdateKernelOptions(std::shared_ptr<ConfigStoreObject> object) {
     ValidateSet(schema, options);
     SetKernelOptionsInternal(options, schema, connection);
   });
-  KeepHistoryBoundsWhenDue(connection);
   NotifyIfAllowlisted(id);
 }
 

@@ -67,12 +67,10 @@ class ConfigStoreImpl : public ConfigStore {
   using ClearSource = void (*)(const ConfigStoreObjectId&, const Connection&);
   using WriteSource = void (*)(const ObjectList&, const Connection&, const std::string&);
 
-  // Runs `work` in a transaction of its own, commits, then AfterWrite.
+  // Runs `work` in a transaction of its own, then commits and announces each
+  // changed type.
   void RunInTransaction(const char* operation, const std::vector<ConfigStoreObjectId>& changed,
                         const std::function<void()>& work);
-  // After a write has committed: the change history's retention when due,
-  // then the announcement of each changed type.
-  void AfterWrite(const std::vector<ConfigStoreObjectId>& changed);
   SchemaPtr CheckedListSchema(const ObjectList& objects, const char* operation);
   void SetDataInstancesInternal(const ObjectList& objects, const SchemaPtr& schema,
                                 Validator validate, ClearSource clear, WriteSource write);

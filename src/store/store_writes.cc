@@ -8,7 +8,6 @@
 #include "config_store_impl.h"
 #include "db/config_reads.h"
 #include "db/config_writes.h"
-#include "db/history_retention.h"
 #include "db/transaction.h"
 #include "json/document.h"
 #include "notify/notify.h"
@@ -67,11 +66,6 @@ void ConfigStoreImpl::RunInTransaction(const char* operation,
                                        const std::vector<ConfigStoreObjectId>& changed,
                                        const std::function<void()>& work) {
   OrinConfigStore::RunInTransaction(connection_, TransactionPolicy::ForOperation(operation), work);
-  AfterWrite(changed);
-}
-
-void ConfigStoreImpl::AfterWrite(const std::vector<ConfigStoreObjectId>& changed) {
-  KeepHistoryBoundsWhenDue(connection_);
   NotifyIfAllowlisted(changed);
 }
 
@@ -84,7 +78,7 @@ void ConfigStoreImpl::Set(std::shared_ptr<ConfigStoreObject> object,
   ValidateSet(schema, object);
   CheckObjectUserContext(object, schema, context);
   SetInternal(object, schema, context, connection_);
-  AfterWrite({id});
+  NotifyIfAllowlisted(id);
 }
 
 void ConfigStoreImpl::SetUserData(std::shared_ptr<ConfigStoreObject> object,
@@ -101,7 +95,7 @@ void ConfigStoreImpl::SetUserData(std::shared_ptr<ConfigStoreObject> object,
   } else {
     WriteAutoConfConfigInstances(list, connection_, schema->GetVersion());
   }
-  AfterWrite({id});
+  NotifyIfAllowlisted(id);
 }
 
 void ConfigStoreImpl::SetCachedData(std::shared_ptr<ConfigStoreObject> object) {
@@ -111,7 +105,7 @@ void ConfigStoreImpl::SetCachedData(std::shared_ptr<ConfigStoreObject> object) {
   const SchemaPtr schema = CheckedSchema(object);
   ValidateCachedConfig(schema, object);
   WriteCachedConfigInstances({object}, connection_, schema->GetVersion());
-  AfterWrite({id});
+  NotifyIfAllowlisted(id);
 }
 
 void ConfigStoreImpl::SetVitalData(std::shared_ptr<ConfigStoreObject> object) {
@@ -121,7 +115,7 @@ void ConfigStoreImpl::SetVitalData(std::shared_ptr<ConfigStoreObject> object) {
   const SchemaPtr schema = CheckedSchema(object);
   ValidateVitalConfig(schema, object);
   WriteVitalConfigInstances({object}, connection_, schema->GetVersion());
-  AfterWrite({id});
+  NotifyIfAllowlisted(id);
 }
 
 void ConfigStoreImpl::Update(std::shared_ptr<ConfigStoreObject> object,
@@ -160,7 +154,7 @@ void ConfigStoreImpl::Delete(const ConfigStoreObjectId& id) {
   LogOperation(kWritePriority, "Delete", id, 0);
   ValidateCsoId(id, LookupSchema(id));
   DeleteInternal(id, connection_);
-  AfterWrite({id});
+  NotifyIfAllowlisted(id);
 }
 
 void ConfigStoreImpl::DeleteInstances(const std::shared_ptr<FilterSpecObject>& filter) {
