@@ -18,9 +18,8 @@ constexpr const char* kRecords =
     "p.Seq AS PriorSeq, p.Change AS PriorChange, p.AutoConfValue AS PriorAutoConfValue, "
     "p.UserValue AS PriorUserValue, p.VitalValue AS PriorVitalValue, p.CachedValue AS "
     "PriorCachedValue, p.DesiredValue AS PriorDesiredValue FROM ConfigChanges r LEFT JOIN "
-    "ConfigChanges p ON p.Seq = (SELECT max(x.Seq) FROM ConfigChanges x WHERE "
-    "x.Component=r.Component AND x.ConfigGroup=r.ConfigGroup AND x.Name=r.Name AND "
-    "x.Identifier=r.Identifier AND x.Seq < r.Seq) WHERE ";
+    "ConfigChanges p ON p.Component=r.Component AND p.ConfigGroup=r.ConfigGroup AND "
+    "p.Name=r.Name AND p.Identifier=r.Identifier AND p.Ordinal=r.Ordinal - 1 WHERE ";
 // A base (the oldest record retention left of an object) is the prior of
 // the record after it, not a change of its own.
 const std::string kNotABase = "r.Base IS NULL AND ";

@@ -40,92 +40,65 @@ std::string SameObject(const std::string& a, const std::string& b) {
          ".ConfigGroup AND " + a + ".Name=" + b + ".Name AND " + a + ".Identifier=" + b +
          ".Identifier";
 }
-const std::string kObjects = kHistoryObjectsTable;
-const std::string kRecordsAsC = std::string(kHistoryTable) + " c";
+const std::string kTable = kHistoryTable;
+const std::string kRecordsAsC = kTable + " c";
 
-// The records since the mark: their bytes onto the total and their number
-// onto their objects', then the mark past them. (Counted one by one: that
-// costs less than sorting them by object first. Without NOT INDEXED the
-// planner would read the whole history in the object index's order.)
+// Removes the records `selection` (a SELECT of their Seq) picks: their
+// bytes off the total, the record after each (when it stays) marked as its
+// object's base, then the records. The selection is read before each step.
+std::vector<std::string> Removal(const std::string& selection) {
+  return {
+      "UPDATE ConfigChangesMark SET Bytes = Bytes - (SELECT " + kRecordBytes + " FROM " +
+          kRecordsAsC + " WHERE c.Seq IN (" + selection + "));",
+      "UPDATE " + kTable + " SET Base = 1 WHERE (Component, ConfigGroup, Name, Identifier, "
+          "Ordinal) IN (SELECT Component, ConfigGroup, Name, Identifier, Ordinal + 1 FROM " +
+          kTable + " WHERE Seq IN (" + selection + "));",
+      "DELETE FROM " + kTable + " WHERE Seq IN (" + selection + ");",
+  };
+}
+
+// The records since the mark, their bytes onto the total.
 const std::string kAddBytes = "UPDATE ConfigChangesMark SET Bytes = Bytes + (SELECT " +
                               kRecordBytes + " FROM " + kRecordsAsC +
                               " WHERE c.Seq > ConfigChangesMark.Seq);";
-const std::string kAddRecords =
-    "INSERT INTO " + kObjects +
-    "(Component, ConfigGroup, Name, Identifier, Records) SELECT Component, ConfigGroup, Name, "
-    "Identifier, 1 FROM " +
-    kHistoryTable +
-    " NOT INDEXED WHERE Seq > (SELECT Seq FROM ConfigChangesMark) ON CONFLICT(Component, "
-    "ConfigGroup, Name, Identifier) DO UPDATE SET Records = Records + 1;";
+// A record since the mark with ordinal k leaves room for the records of
+// its object from k - HISTORY_MAX_RECORDS on, the oldest of them a base:
+// the ones before go. (The new records come first in the join, read by
+// sequence; each finds its object's old records by the object index.)
+const std::string kBeyondCount =
+    "SELECT c.Seq FROM " + kTable + " n CROSS JOIN " + kRecordsAsC + " ON " +
+    SameObject("c", "n") + " AND c.Ordinal < n.Ordinal - " + kMaxRecords +
+    " WHERE n.Seq > (SELECT Seq FROM ConfigChangesMark) AND n.Ordinal > " + kMaxRecords + " + 1";
 const std::string kMoveMark = "UPDATE ConfigChangesMark SET Seq = ifnull((SELECT max(Seq) FROM " +
-                              std::string(kHistoryTable) + "), Seq);";
+                              kTable + "), Seq);";
 
-// Each object beyond the count bound is cut below its newest records and
-// the base before them. Mostly one record came since the last run, and the
-// cut is the object's oldest record, found at once; otherwise the records
-// to keep are counted off from the newest. (Objects are few beside
-// records: reading them all costs less than finding those with records
-// since the mark.)
-const std::string kCutByCount =
-    "UPDATE " + kObjects + " SET Cut = CASE WHEN Records = " + kMaxRecords +
-    " + 2 THEN (SELECT min(c.Seq) FROM " + kRecordsAsC + " WHERE " + SameObject("c", kObjects) +
-    ") ELSE (SELECT c.Seq FROM " + kRecordsAsC + " WHERE " + SameObject("c", kObjects) +
-    " ORDER BY c.Seq DESC LIMIT 1 OFFSET " + kMaxRecords + " + 1) END, Records = " + kMaxRecords +
-    " + 1 WHERE Records > " + kMaxRecords + " + 1;";
 // Whether the records are above the size bound.
-const std::string kOverSize =
-    "SELECT Bytes > " + kMaxBytes + " AS Over FROM ConfigChangesMark;";
-
-// For the size bound: the newest of the oldest records (at most
-// kPruneBatch) whose removal brings the total down to the bound. Each
-// object keeps its newest record unless it is a delete, so that every
-// later record still finds what came before it: the history holds at
-// least the last state of each stored object.
+const std::string kOverSize = "SELECT Bytes > " + kMaxBytes + " AS Over FROM ConfigChangesMark;";
+// A record the size bound may remove: one with a record after it, or a
+// delete, so that every later record still finds what came before it; the
+// history keeps at least the last state of each stored object. Never the
+// newest of all, so that the sequence goes on from it.
+const std::string kRemovable =
+    "(c.Change='delete' OR EXISTS (SELECT 1 FROM " + kTable + " s WHERE " + SameObject("s", "c") +
+    " AND s.Ordinal = c.Ordinal + 1)) AND c.Seq < (SELECT max(Seq) FROM " + kTable + ")";
+// The newest of the oldest removable records (at most kPruneBatch) whose
+// removal brings the total down to the bound.
 const std::string kCutBySize =
     "UPDATE ConfigChangesMark SET Cut = (SELECT max(Seq) FROM (SELECT Seq, Bytes, sum(Bytes) OVER "
     "(ORDER BY Seq) AS Running FROM (SELECT c.Seq, " +
-    kRecordBytes + " AS Bytes FROM " + kRecordsAsC + " WHERE c.Change='delete' OR EXISTS (SELECT 1 FROM " +
-    kHistoryTable + " n WHERE " + SameObject("n", "c") +
-    " AND n.Seq > c.Seq) GROUP BY c.Seq ORDER BY c.Seq LIMIT " +
-    std::to_string(kPruneBatch) + ")) WHERE Running - Bytes < (SELECT Bytes FROM ConfigChangesMark) - " +
-    kMaxBytes + " AND Seq < (SELECT max(Seq) FROM " + kHistoryTable + ")) WHERE Bytes > " +
-    kMaxBytes + ";";
-// That cut, per object, short of the newest record it keeps.
-const std::string kObjectNewest = "(SELECT CASE WHEN n.Change='delete' THEN n.Seq ELSE n.Seq - 1 "
-                                  "END FROM " +
-                                  std::string(kHistoryTable) + " n WHERE " +
-                                  SameObject("n", kObjects) + " ORDER BY n.Seq DESC LIMIT 1)";
-const std::string kSizeCut = "(SELECT Cut FROM ConfigChangesMark)";
-const std::string kObjectSizeCut = "min(" + kSizeCut + ", " + kObjectNewest + ")";
-const std::string kSpreadSizeCut =
-    "UPDATE " + kObjects + " SET Cut = " + kObjectSizeCut + ", Records = Records - (SELECT count(*) FROM " +
-    kRecordsAsC + " WHERE " + SameObject("c", kObjects) + " AND c.Seq <= " + kObjectSizeCut +
-    ") WHERE " + kSizeCut + " IS NOT NULL AND EXISTS (SELECT 1 FROM " + kRecordsAsC + " WHERE " +
-    SameObject("c", kObjects) + " AND c.Seq <= " + kObjectSizeCut + ");";
+    kRecordBytes + " AS Bytes FROM " + kRecordsAsC + " WHERE " + kRemovable +
+    " GROUP BY c.Seq ORDER BY c.Seq LIMIT " + std::to_string(kPruneBatch) +
+    ")) WHERE Running - Bytes < (SELECT Bytes FROM ConfigChangesMark) - " + kMaxBytes + ");";
+const std::string kBeyondSize = "SELECT c.Seq FROM " + kRecordsAsC +
+                                " WHERE c.Seq <= (SELECT Cut FROM ConfigChangesMark) AND " +
+                                kRemovable;
 const std::string kClearSizeCut = "UPDATE ConfigChangesMark SET Cut = NULL;";
-
-// Removes what the objects' cuts select (their numbers of records are set
-// with the cuts): bytes off the total, the records, and the oldest left of
-// each object marked as its base. Ends with the cuts cleared. (The objects
-// come first in the join: each is a range of the records' index.)
-const std::string kCutRecords = kObjects + " o CROSS JOIN " + kRecordsAsC + " ON " +
-                                SameObject("c", "o") + " WHERE o.Cut IS NOT NULL AND c.Seq <= o.Cut";
-const std::vector<std::string> kRemoveCuts{
-    "UPDATE ConfigChangesMark SET Bytes = Bytes - (SELECT " + kRecordBytes + " FROM " +
-        kCutRecords + ");",
-    "DELETE FROM " + std::string(kHistoryTable) + " WHERE Seq IN (SELECT c.Seq FROM " +
-        kCutRecords + ");",
-    "UPDATE " + std::string(kHistoryTable) + " SET Base = 1 WHERE Seq IN (SELECT (SELECT min(c.Seq) FROM " +
-        kRecordsAsC + " WHERE " + SameObject("c", "o") + ") FROM " + kObjects +
-        " o WHERE o.Cut IS NOT NULL);",
-    "UPDATE " + kObjects + " SET Cut = NULL WHERE Cut IS NOT NULL;",
-};
 
 // The count bound, with the mark moved past the records it counted.
 const std::vector<std::string>& CountBoundStatements() {
   static const std::vector<std::string> statements = [] {
-    std::vector<std::string> all{kAddBytes, kAddRecords, kCutByCount};
-    all.insert(all.end(), kRemoveCuts.begin(), kRemoveCuts.end());
+    std::vector<std::string> all{kAddBytes};
+    for (std::string& step : Removal(kBeyondCount)) all.push_back(std::move(step));
     all.push_back(kMoveMark);
     return all;
   }();
@@ -135,8 +108,8 @@ const std::vector<std::string>& CountBoundStatements() {
 // The size bound, when the records are above it.
 const std::vector<std::string>& SizeBoundStatements() {
   static const std::vector<std::string> statements = [] {
-    std::vector<std::string> all{kCutBySize, kSpreadSizeCut};
-    all.insert(all.end(), kRemoveCuts.begin(), kRemoveCuts.end());
+    std::vector<std::string> all{kCutBySize};
+    for (std::string& step : Removal(kBeyondSize)) all.push_back(std::move(step));
     all.push_back(kClearSizeCut);
     return all;
   }();

@@ -41,18 +41,17 @@ std::string EachColumn(const std::string& prefix, const std::string& separator =
 }
 
 const std::string kRecordColumns =
-    "Component, ConfigGroup, Name, Identifier, Change, Revision, " + EachColumn("");
+    "Component, ConfigGroup, Name, Identifier, Ordinal, Change, Revision, " + EachColumn("");
 
 const std::string kCreateHistory =
     "CREATE TABLE IF NOT EXISTS " + std::string(kHistoryTable) +
     "(Seq INTEGER PRIMARY KEY AUTOINCREMENT, Time REAL NOT NULL DEFAULT (julianday('now')), "
-    "Component TEXT NOT NULL, ConfigGroup TEXT NOT NULL, "
-    "Name TEXT NOT NULL, Identifier TEXT NOT NULL, Change TEXT NOT NULL, Revision INTEGER NOT "
-    "NULL, " +
+    "Component TEXT NOT NULL, ConfigGroup TEXT NOT NULL, Name TEXT NOT NULL, Identifier TEXT NOT "
+    "NULL, Ordinal INTEGER NOT NULL, Change TEXT NOT NULL, Revision INTEGER NOT NULL, " +
     EachColumn("", " TEXT, ") + " TEXT, Base INTEGER);";
 const std::string kCreateHistoryIndex = "CREATE INDEX IF NOT EXISTS ConfigChangesObject ON " +
                                         std::string(kHistoryTable) +
-                                        "(Component, ConfigGroup, Name, Identifier, Seq);";
+                                        "(Component, ConfigGroup, Name, Identifier, Ordinal);";
 // Where retention stands: the last record it counted, the bytes of the
 // values of all records, and the newest record the size bound removes.
 const std::string kCreateMark =
@@ -64,22 +63,11 @@ const std::string kSeedMark = "INSERT INTO ConfigChangesMark(Seq, Bytes) SELECT 
                               "min(Seq) FROM " +
                               std::string(kHistoryTable) +
                               ") - 1, 0)), 0 WHERE NOT EXISTS (SELECT 1 FROM ConfigChangesMark);";
-// Per object: its records up to the mark, and the newest record that
-// retention removes while it runs.
-const std::string kCreateObjects =
-    "CREATE TABLE IF NOT EXISTS " + std::string(kHistoryObjectsTable) +
-    "(Component TEXT NOT NULL, ConfigGroup TEXT NOT NULL, Name TEXT NOT NULL, Identifier TEXT NOT "
-    "NULL, Records INTEGER NOT NULL, Cut INTEGER, PRIMARY "
-    "KEY(Component, ConfigGroup, Name, Identifier)) WITHOUT ROWID;";
-// The objects retention is cutting, found without reading every object.
-const std::string kCreateCutIndex = "CREATE INDEX IF NOT EXISTS ConfigChangesObjectsCut ON " +
-                                    std::string(kHistoryObjectsTable) +
-                                    "(Cut) WHERE Cut IS NOT NULL;";
 // The rows there are when the history is created, as bases. (It runs only
 // while the history is empty, so the bases go in once.)
 const std::string kSeedBases = "INSERT INTO " + std::string(kHistoryTable) + "(" +
                                kRecordColumns +
-                               ", Base) SELECT Component, ConfigGroup, Name, Identifier, 'set', "
+                               ", Base) SELECT Component, ConfigGroup, Name, Identifier, 1, 'set', "
                                "Revision, " +
                                EachColumn("") + ", 1 FROM Config WHERE NOT EXISTS (SELECT 1 FROM " +
                                kHistoryTable + ");";
@@ -87,11 +75,12 @@ const std::string kSeedBases = "INSERT INTO " + std::string(kHistoryTable) + "("
 // size per record, triggers): its records are carried over with their
 // sequence numbers, and the object's state before the oldest record left
 // of each object that existed before it becomes a base (of unknown
-// revision, at the negated sequence number). Carried over twice, a record
+// revision, at the negated sequence number and ordinal 0). Carried over twice, a record
 // is ignored, so an interrupted carry-over finishes on the next start.
 const std::string kEarlierRecords =
     "INSERT OR IGNORE INTO " + std::string(kHistoryTable) + "(Seq, Time, " + kRecordColumns +
-    ") SELECT Seq, julianday(Time), Component, ConfigGroup, Name, Identifier, CASE WHEN Change IN "
+    ") SELECT Seq, julianday(Time), Component, ConfigGroup, Name, Identifier, row_number() OVER "
+    "(PARTITION BY Component, ConfigGroup, Name, Identifier ORDER BY Seq), CASE WHEN Change IN "
     "('insert', 'replace') THEN 'set' ELSE Change END, Revision, " +
     EachColumn("") + " FROM ConfigHistory;";
 std::string EarlierBaseValues() {
@@ -107,7 +96,7 @@ std::string EarlierBaseValues() {
 const std::string kEarlierBases =
     "INSERT OR IGNORE INTO " + std::string(kHistoryTable) + "(Seq, Time, " + kRecordColumns +
     ", Base) SELECT -h.Seq, julianday(h.Time), h.Component, h.ConfigGroup, h.Name, h.Identifier, "
-    "'set', -1" +
+    "0, 'set', -1" +
     EarlierBaseValues() +
     ", 1 FROM ConfigHistory h WHERE h.Change <> 'insert' AND h.Seq = (SELECT min(x.Seq) FROM "
     "ConfigHistory x WHERE x.Component=h.Component AND x.ConfigGroup=h.ConfigGroup AND "
@@ -125,8 +114,7 @@ const std::vector<std::string> kEarlierLayout{
 
 const std::vector<std::string>& HistoryStatements() {
   static const std::vector<std::string> statements{kCreateHistory, kCreateHistoryIndex,
-                                                   kCreateMark, kCreateObjects,
-                                                   kCreateCutIndex};
+                                                   kCreateMark};
   return statements;
 }
 

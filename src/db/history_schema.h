@@ -12,8 +12,6 @@ namespace OrinConfigStore {
 constexpr const char* kHistoryTable = "ConfigChanges";
 // The table of an earlier layout of the history, carried over.
 constexpr const char* kEarlierHistoryTable = "ConfigHistory";
-// Per object: its number of records and whether retention removed some.
-constexpr const char* kHistoryObjectsTable = "ConfigChangesObjects";
 
 // The value columns a record keeps, in source order.
 constexpr const char* kValueColumns[] = {"AutoConfValue", "UserValue", "VitalValue", "CachedValue",

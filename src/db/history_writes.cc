@@ -13,14 +13,19 @@ namespace {
 // The binding turns "" into NULL, so the instance id (empty for a
 // singleton) is compared through ifnull.
 const std::string kInsertRecords =
-    "INSERT INTO ConfigChanges(Component, ConfigGroup, Name, Identifier, Change, Revision, "
-    "AutoConfValue, UserValue, VitalValue, CachedValue, DesiredValue) ";
-const std::string kRowValues =
-    "SELECT Component, ConfigGroup, Name, Identifier, ?, Revision, AutoConfValue, UserValue, "
-    "VitalValue, CachedValue, DesiredValue FROM Config ";
-const std::string kRowDeleted =
-    "SELECT Component, ConfigGroup, Name, Identifier, 'delete', -1, NULL, NULL, NULL, NULL, NULL "
-    "FROM Config ";
+    "INSERT INTO ConfigChanges(Component, ConfigGroup, Name, Identifier, Ordinal, Change, "
+    "Revision, AutoConfValue, UserValue, VitalValue, CachedValue, DesiredValue) ";
+// The row's next ordinal: one past its newest record's.
+const std::string kNextOrdinal =
+    "ifnull((SELECT x.Ordinal FROM ConfigChanges x WHERE x.Component=Config.Component AND "
+    "x.ConfigGroup=Config.ConfigGroup AND x.Name=Config.Name AND x.Identifier=Config.Identifier "
+    "ORDER BY x.Ordinal DESC LIMIT 1), 0) + 1";
+const std::string kRowValues = "SELECT Component, ConfigGroup, Name, Identifier, " + kNextOrdinal +
+                               ", ?, Revision, AutoConfValue, UserValue, VitalValue, "
+                               "CachedValue, DesiredValue FROM Config ";
+const std::string kRowDeleted = "SELECT Component, ConfigGroup, Name, Identifier, " +
+                                kNextOrdinal +
+                                ", 'delete', -1, NULL, NULL, NULL, NULL, NULL FROM Config ";
 // HISTORY_MAX_RECORDS 0 keeps no history: nothing is recorded.
 const std::string kOfKey =
     "WHERE Component=? AND ConfigGroup=? AND Name=? AND NOT EXISTS (SELECT 1 FROM KVTable WHERE "
