@@ -8,8 +8,8 @@
 #include <sqlite3.h>
 #include <sys/types.h>
 
-#include <functional>
 #include <deque>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>

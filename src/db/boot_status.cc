@@ -99,7 +99,6 @@ void WriteRowRecorded(const Connection& connection, const ConfigStoreObjectId& i
   });
 }
 
-
 }  // namespace
 
 bool IsBootModeDesiredUserConfig(const Connection& connection) {

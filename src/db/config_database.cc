@@ -8,8 +8,8 @@
 #include "configstore/provisioning.h"
 #include "history_schema.h"
 #include "platform/db_store.h"
-#include "row_reader.h"
 #include "platform/host.h"
+#include "row_reader.h"
 
 namespace OrinConfigStore {
 
@@ -78,7 +78,8 @@ const std::string kUpdateModifiedTimeTrigger =
     "Component=NEW.Component and ConfigGroup=New.ConfigGroup and Identifier=NEW.Identifier; END;";
 
 constexpr const char* kLogFailed = "InitializeDatabase: %s failed";
-constexpr const char* kTableExists = "SELECT 1 AS Found FROM sqlite_master WHERE type='table' AND name='%s';";
+constexpr const char* kTableExists =
+    "SELECT 1 AS Found FROM sqlite_master WHERE type='table' AND name='%s';";
 
 void RunCreate(const std::shared_ptr<DBStore::StoreConnection>& connection,
                const std::string& statement, CSErrorCodes code) {

@@ -13,7 +13,8 @@ namespace {
 // Each record beside the object's record before it (its prior), whose
 // values are the change's old ones.
 constexpr const char* kRecords =
-    "SELECT r.Seq, strftime('%Y-%m-%dT%H:%M:%fZ', r.Time) AS Time, r.Component, r.ConfigGroup, r.Name, r.Identifier, r.Change, "
+    "SELECT r.Seq, strftime('%Y-%m-%dT%H:%M:%fZ', r.Time) AS Time, r.Component, r.ConfigGroup, "
+    "r.Name, r.Identifier, r.Change, "
     "r.Revision, r.AutoConfValue, r.UserValue, r.VitalValue, r.CachedValue, r.DesiredValue, "
     "p.Seq AS PriorSeq, p.Change AS PriorChange, p.AutoConfValue AS PriorAutoConfValue, "
     "p.UserValue AS PriorUserValue, p.VitalValue AS PriorVitalValue, p.CachedValue AS "
@@ -24,10 +25,12 @@ constexpr const char* kRecords =
 // the record after it, not a change of its own.
 const std::string kNotABase = "r.Base IS NULL AND ";
 const std::string kObjectHistory =
-    kNotABase + "r.Name='%s' AND r.ConfigGroup='%s' AND r.Component='%s' AND r.Identifier='%s' "
+    kNotABase +
+    "r.Name='%s' AND r.ConfigGroup='%s' AND r.Component='%s' AND r.Identifier='%s' "
     "ORDER BY r.Seq DESC LIMIT %s;";
 const std::string kTypeHistory =
-    kNotABase + "r.Name='%s' AND r.ConfigGroup='%s' AND r.Component='%s' ORDER BY r.Seq DESC "
+    kNotABase +
+    "r.Name='%s' AND r.ConfigGroup='%s' AND r.Component='%s' ORDER BY r.Seq DESC "
     "LIMIT %s;";
 // A base holds the values of its revision as well as any record.
 constexpr const char* kRevisionRecord =
@@ -93,7 +96,8 @@ std::vector<HistoryRecord> ReadObjectHistory(const Connection& connection,
   const bool one = !id.instanceId.empty();
   std::vector<std::string> parts = IdentifierParts(id, one);
   parts.push_back(Limit(limit));
-  return ReadRecords(connection, kRecords + FormatSql((one ? kObjectHistory : kTypeHistory).c_str(), parts));
+  return ReadRecords(connection,
+                     kRecords + FormatSql((one ? kObjectHistory : kTypeHistory).c_str(), parts));
 }
 
 std::optional<HistoryRecord> ReadRevisionRecord(const Connection& connection,
@@ -107,8 +111,8 @@ std::optional<HistoryRecord> ReadRevisionRecord(const Connection& connection,
 
 std::vector<HistoryRecord> ReadHistorySince(const Connection& connection, long long sequence,
                                             int limit) {
-  return ReadRecords(connection,
-                     kRecords + FormatSql(kHistorySince.c_str(), {std::to_string(sequence), Limit(limit)}));
+  return ReadRecords(connection, kRecords + FormatSql(kHistorySince.c_str(),
+                                                      {std::to_string(sequence), Limit(limit)}));
 }
 
 }  // namespace OrinConfigStore

@@ -36,9 +36,8 @@ const std::string kRecordBytes =
 
 // Record `a` is of object `b`.
 std::string SameObject(const std::string& a, const std::string& b) {
-  return a + ".Component=" + b + ".Component AND " + a + ".ConfigGroup=" + b +
-         ".ConfigGroup AND " + a + ".Name=" + b + ".Name AND " + a + ".Identifier=" + b +
-         ".Identifier";
+  return a + ".Component=" + b + ".Component AND " + a + ".ConfigGroup=" + b + ".ConfigGroup AND " +
+         a + ".Name=" + b + ".Name AND " + a + ".Identifier=" + b + ".Identifier";
 }
 const std::string kTable = kHistoryTable;
 const std::string kRecordsAsC = kTable + " c";
@@ -50,7 +49,8 @@ std::vector<std::string> Removal(const std::string& selection) {
   return {
       "UPDATE ConfigChangesMark SET Bytes = Bytes - (SELECT " + kRecordBytes + " FROM " +
           kRecordsAsC + " WHERE c.Seq IN (" + selection + "));",
-      "UPDATE " + kTable + " SET Base = 1 WHERE (Component, ConfigGroup, Name, Identifier, "
+      "UPDATE " + kTable +
+          " SET Base = 1 WHERE (Component, ConfigGroup, Name, Identifier, "
           "Ordinal) IN (SELECT Component, ConfigGroup, Name, Identifier, Ordinal + 1 FROM " +
           kTable + " WHERE Seq IN (" + selection + "));",
       "DELETE FROM " + kTable + " WHERE Seq IN (" + selection + ");",
@@ -66,11 +66,11 @@ const std::string kAddBytes = "UPDATE ConfigChangesMark SET Bytes = Bytes + (SEL
 // the ones before go. (The new records come first in the join, read by
 // sequence; each finds its object's old records by the object index.)
 const std::string kBeyondCount =
-    "SELECT c.Seq FROM " + kTable + " n CROSS JOIN " + kRecordsAsC + " ON " +
-    SameObject("c", "n") + " AND c.Ordinal < n.Ordinal - " + kMaxRecords +
+    "SELECT c.Seq FROM " + kTable + " n CROSS JOIN " + kRecordsAsC + " ON " + SameObject("c", "n") +
+    " AND c.Ordinal < n.Ordinal - " + kMaxRecords +
     " WHERE n.Seq > (SELECT Seq FROM ConfigChangesMark) AND n.Ordinal > " + kMaxRecords + " + 1";
-const std::string kMoveMark = "UPDATE ConfigChangesMark SET Seq = ifnull((SELECT max(Seq) FROM " +
-                              kTable + "), Seq);";
+const std::string kMoveMark =
+    "UPDATE ConfigChangesMark SET Seq = ifnull((SELECT max(Seq) FROM " + kTable + "), Seq);";
 
 // Whether the records are above the size bound.
 const std::string kOverSize = "SELECT Bytes > " + kMaxBytes + " AS Over FROM ConfigChangesMark;";
@@ -124,7 +124,7 @@ void RunAll(const Connection& connection, const std::vector<std::string>& statem
 
 // The integer in column `column` of the one row of `statement`.
 long long ReadNumber(const Connection& connection, const std::string& statement,
-                    const char* column) {
+                     const char* column) {
   long long number = 0;
   auto visit = [&](const RowView& row) {
     const char* text = row.Get(column);

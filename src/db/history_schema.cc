@@ -12,17 +12,20 @@
 // is not recorded.)
 //
 // - A record keeps every value column as it is after the change, so each
-//   record is enough to put an object back as it was at that revision. A
-//   change's old values are those of the object's record before it, which
-//   reads join to each record (history_reads.cc).
+//   record is enough to put an object back as it was at that revision. It
+//   also numbers its object's records (Ordinal, one past the object's
+//   newest): a change's old values are those of the record whose ordinal
+//   is one less, which reads join to each record (history_reads.cc), and
+//   retention finds what a new record pushes beyond the count bound from
+//   its ordinal alone.
 // - Inserts and replaces record "set"; reads tell an insert from a replace
 //   by the record before it. A delete records revision -1 and no values.
 // - The time is a Julian day number, cheaper to take per record than
 //   formatted text; reads format it.
-// - Retention runs after the writes (history_retention.cc). The oldest
-//   record it leaves of an object becomes a base: it is not reported any
-//   more, and the record after it reads its old values there. Rows that
-//   exist when the history is created get a base record each.
+// - Retention runs at the end of the writes (history_retention.cc). The
+//   oldest record it leaves of an object becomes a base: it is not
+//   reported any more, and the record after it reads its old values there.
+//   Rows that exist when the history is created get a base record each.
 
 #include "db/history_schema.h"
 
@@ -59,14 +62,14 @@ const std::string kCreateMark =
     "Cut INTEGER);";
 // Retention counts from the oldest record on (a base carried over from an
 // earlier layout has a negative sequence number).
-const std::string kSeedMark = "INSERT INTO ConfigChangesMark(Seq, Bytes) SELECT min(0, ifnull((SELECT "
-                              "min(Seq) FROM " +
-                              std::string(kHistoryTable) +
-                              ") - 1, 0)), 0 WHERE NOT EXISTS (SELECT 1 FROM ConfigChangesMark);";
+const std::string kSeedMark =
+    "INSERT INTO ConfigChangesMark(Seq, Bytes) SELECT min(0, ifnull((SELECT "
+    "min(Seq) FROM " +
+    std::string(kHistoryTable) +
+    ") - 1, 0)), 0 WHERE NOT EXISTS (SELECT 1 FROM ConfigChangesMark);";
 // The rows there are when the history is created, as bases. (It runs only
 // while the history is empty, so the bases go in once.)
-const std::string kSeedBases = "INSERT INTO " + std::string(kHistoryTable) + "(" +
-                               kRecordColumns +
+const std::string kSeedBases = "INSERT INTO " + std::string(kHistoryTable) + "(" + kRecordColumns +
                                ", Base) SELECT Component, ConfigGroup, Name, Identifier, 1, 'set', "
                                "Revision, " +
                                EachColumn("") + ", 1 FROM Config WHERE NOT EXISTS (SELECT 1 FROM " +
@@ -102,12 +105,18 @@ const std::string kEarlierBases =
     "ConfigHistory x WHERE x.Component=h.Component AND x.ConfigGroup=h.ConfigGroup AND "
     "x.Name=h.Name AND x.Identifier=h.Identifier);";
 const std::vector<std::string> kEarlierLayout{
-    "DROP TRIGGER IF EXISTS historyInsert;",     "DROP TRIGGER IF EXISTS historyUpdate;",
-    "DROP TRIGGER IF EXISTS historyRevision;",   "DROP TRIGGER IF EXISTS historyDelete;",
-    "DROP TRIGGER IF EXISTS historyRetention;",  "DROP TRIGGER IF EXISTS historyKeepCount;",
-    "DROP TRIGGER IF EXISTS historyKeepBytes;",  "DROP TRIGGER IF EXISTS historyForget;",
-    kEarlierRecords,                             kEarlierBases,
-    "DROP TABLE IF EXISTS ConfigHistoryBytes;", "DROP TABLE IF EXISTS ConfigHistory;",
+    "DROP TRIGGER IF EXISTS historyInsert;",
+    "DROP TRIGGER IF EXISTS historyUpdate;",
+    "DROP TRIGGER IF EXISTS historyRevision;",
+    "DROP TRIGGER IF EXISTS historyDelete;",
+    "DROP TRIGGER IF EXISTS historyRetention;",
+    "DROP TRIGGER IF EXISTS historyKeepCount;",
+    "DROP TRIGGER IF EXISTS historyKeepBytes;",
+    "DROP TRIGGER IF EXISTS historyForget;",
+    kEarlierRecords,
+    kEarlierBases,
+    "DROP TABLE IF EXISTS ConfigHistoryBytes;",
+    "DROP TABLE IF EXISTS ConfigHistory;",
 };
 
 }  // namespace

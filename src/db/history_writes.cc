@@ -23,13 +23,13 @@ const std::string kNextOrdinal =
 const std::string kRowValues = "SELECT Component, ConfigGroup, Name, Identifier, " + kNextOrdinal +
                                ", ?, Revision, AutoConfValue, UserValue, VitalValue, "
                                "CachedValue, DesiredValue FROM Config ";
-const std::string kRowDeleted = "SELECT Component, ConfigGroup, Name, Identifier, " +
-                                kNextOrdinal +
+const std::string kRowDeleted = "SELECT Component, ConfigGroup, Name, Identifier, " + kNextOrdinal +
                                 ", 'delete', -1, NULL, NULL, NULL, NULL, NULL FROM Config ";
 // HISTORY_MAX_RECORDS 0 keeps no history: nothing is recorded.
 const std::string kOfKey =
     "WHERE Component=? AND ConfigGroup=? AND Name=? AND NOT EXISTS (SELECT 1 FROM KVTable WHERE "
-    "Key='" + std::string(kHistoryMaxRecordsKey) + "' AND Value='0')";
+    "Key='" +
+    std::string(kHistoryMaxRecordsKey) + "' AND Value='0')";
 const std::string kOfInstance = kOfKey + " AND Identifier=ifnull(?, '')";
 const std::string kRecordRow = kInsertRecords + kRowValues + kOfInstance + ";";
 const std::string kRecordKeyRows = kInsertRecords + kRowValues + kOfKey + ";";
@@ -50,9 +50,9 @@ void Record(const Connection& connection, const std::string& statement,
 std::string JsonArrayOf(const std::vector<std::string>& texts) {
   JDoc array(rapidjson::kArrayType);
   for (const std::string& text : texts) {
-    array.PushBack(JVal(text.c_str(), static_cast<rapidjson::SizeType>(text.size()),
-                        array.GetAllocator()),
-                   array.GetAllocator());
+    array.PushBack(
+        JVal(text.c_str(), static_cast<rapidjson::SizeType>(text.size()), array.GetAllocator()),
+        array.GetAllocator());
   }
   return SerializeJson(array);
 }
@@ -73,8 +73,8 @@ void RecordRow(const Connection& connection, const ConfigStoreObjectId& id, cons
   Record(connection, kRecordRow, {change, id.component, id.group, id.key, id.instanceId}, failure);
 }
 
-void RecordKeyRows(const Connection& connection, const ConfigStoreObjectId& id,
-                   const char* change, const std::string& failure) {
+void RecordKeyRows(const Connection& connection, const ConfigStoreObjectId& id, const char* change,
+                   const std::string& failure) {
   Record(connection, kRecordKeyRows, {change, id.component, id.group, id.key}, failure);
 }
 

@@ -29,8 +29,8 @@ void RecordedWrite(const Connection& connection, const std::string& failure,
 void RecordRow(const Connection& connection, const ConfigStoreObjectId& id, const char* change,
                const std::string& failure);
 // Records every instance of the key of `id` as it is now, with `change`.
-void RecordKeyRows(const Connection& connection, const ConfigStoreObjectId& id,
-                   const char* change, const std::string& failure);
+void RecordKeyRows(const Connection& connection, const ConfigStoreObjectId& id, const char* change,
+                   const std::string& failure);
 // Records the deletion of the row of `id`; runs before the delete.
 void RecordDeletion(const Connection& connection, const ConfigStoreObjectId& id,
                     const std::string& failure);

@@ -28,9 +28,7 @@ std::shared_ptr<ConfigStoreObject> Nic0(int n) {
   return Nic("nic0", R"({"mtu":)" + std::to_string(1000 + n) + "}");
 }
 // The user value the store keeps of Nic0(n).
-std::string Stored(int n) {
-  return R"({"mtu":)" + std::to_string(1000 + n) + R"(,"name":"nic0"})";
-}
+std::string Stored(int n) { return R"({"mtu":)" + std::to_string(1000 + n) + R"(,"name":"nic0"})"; }
 
 class HistoryTest : public ::testing::Test {
  protected:
@@ -125,9 +123,9 @@ TEST_F(HistoryTest, RetentionKeepsTheNewestWithinBothBounds) {
   KeepHistoryBounds(connection_);
   // The oldest go, but nic1 keeps its one record; nic0 keeps its delete
   // (the newest of all) and the base before it. The size counted is exact.
-  EXPECT_EQ(db_.Rows("SELECT Identifier, count(*) FROM ConfigChanges GROUP BY Identifier;"),
-            (std::vector<std::string>{"Identifier=nic0, count(*)=2",
-                                      "Identifier=nic1, count(*)=1"}));
+  EXPECT_EQ(
+      db_.Rows("SELECT Identifier, count(*) FROM ConfigChanges GROUP BY Identifier;"),
+      (std::vector<std::string>{"Identifier=nic0, count(*)=2", "Identifier=nic1, count(*)=1"}));
   EXPECT_EQ(Feed().back().substr(0, 24), "nic0 delete r-1 user:{\"n");
   EXPECT_EQ(db_.Rows("SELECT Bytes = (SELECT sum(length(UserValue)) FROM ConfigChanges) AS Exact "
                      "FROM ConfigChangesMark;"),
