@@ -23,6 +23,7 @@
 #include "configstore/object_id.h"
 #include "configstore/provisioning.h"
 #include "configstore/rollback.h"
+#include "configstore/store_check.h"
 #include "configstore/store_object.h"
 
 #endif  // CONFIGSTORE_CONFIGSTORE_H_

@@ -203,6 +203,26 @@ TEST_F(CfgstoreTest, BusyDatabasesAndBrokenSchemaStoresSayWhy) {
   }
 }
 
+// check: 0 on a healthy store, 3 with the findings listed, 4 without a
+// store to read.
+TEST_F(CfgstoreTest, CheckTellsAHealthyStoreFromADamagedOne) {
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":9000})"});
+  EXPECT_EQ(Ok({"check"}), "{\"objects\":1,\"problems\":[]}\n");
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open((dir_ + "/root/etc/tessel/configstore/current-store-1").c_str(), &db),
+            SQLITE_OK);
+  ASSERT_EQ(
+      sqlite3_exec(db, "UPDATE Config SET UserValue='{\"mtu\":1}';", nullptr, nullptr, nullptr),
+      SQLITE_OK);
+  sqlite3_close(db);
+  EXPECT_EQ(Run({"check"}), 3);
+  EXPECT_EQ(
+      out_.substr(0, 91),
+      R"({"objects":1,"problems":[{"kind":"invalid","id":"net/interfaces/nics/nic1","source":"user",)");
+  fs::remove_all(dir_ + "/root/etc/tessel/configstore");
+  EXPECT_EQ(Run({"check"}), 4);
+}
+
 // A lone listener prints the notification on one line, --pretty or not, and ends
 // after --count, removing its socket; a second listener is refused.
 TEST_F(CfgstoreTest, WatchPrintsANotificationAsTheOnlyListener) {

@@ -88,6 +88,7 @@ void AddCommands(CLI::App& app, cfgstore::Tool& tool) {
   cfgstore::AddRollbackCommand(app, tool);
   cfgstore::AddWatchCommand(app, tool);
   cfgstore::AddDiffCommand(app, tool);
+  cfgstore::AddCheckCommand(app, tool);
 }
 
 }  // namespace

@@ -49,6 +49,7 @@ void AddWatchCommand(CLI::App& app, Tool& tool);      // watch
 void AddHistoryCommand(CLI::App& app, Tool& tool);    // history
 void AddRollbackCommand(CLI::App& app, Tool& tool);   // rollback
 void AddDiffCommand(CLI::App& app, Tool& tool);       // diff
+void AddCheckCommand(CLI::App& app, Tool& tool);      // check
 
 }  // namespace cfgstore
 
