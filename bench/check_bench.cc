@@ -31,9 +31,8 @@ class CheckBenchRoot : public BenchRoot {
                        -1, &insert, nullptr);
     for (int i = 0; i < kObjects; ++i) {
       const std::string name = "nic" + std::to_string(i);
-      const std::string user = R"({"name": ")" + name +
-                               R"(", "mtu": 1500, "network": "net)" + std::to_string(i % 50) +
-                               R"(", "enabled": true})";
+      const std::string user = R"({"name": ")" + name + R"(", "mtu": 1500, "network": "net)" +
+                               std::to_string(i % 50) + R"(", "enabled": true})";
       const std::string vital = R"({"name": ")" + name + R"(", "macAddress": "02:00:00:00:00:01"})";
       sqlite3_bind_text(insert, 1, name.c_str(), -1, SQLITE_TRANSIENT);
       sqlite3_bind_text(insert, 2, user.c_str(), -1, SQLITE_TRANSIENT);

@@ -47,9 +47,10 @@ TEST_F(StoreCheckTest, FindsEachPlantedProblemAndPassesAHealthyStore) {
   EXPECT_EQ(healthy.objects, 2);
   EXPECT_TRUE(healthy.problems.empty()) << Found(healthy).front();
 
-  db_.Sql("UPDATE Config SET UserValue='{\"mtu\":' WHERE Identifier='nic1';"
-          "UPDATE Config SET VitalValue='{\"macAddress\":7}', DesiredValue='{\"mtu\":1}' "
-          "WHERE Identifier='nic2';");
+  db_.Sql(
+      "UPDATE Config SET UserValue='{\"mtu\":' WHERE Identifier='nic1';"
+      "UPDATE Config SET VitalValue='{\"macAddress\":7}', DesiredValue='{\"mtu\":1}' "
+      "WHERE Identifier='nic2';");
   db_.Insert({"gone", "grp", "key", "", "", "{}"});
   db_.Insert({"net", "interfaces", "nics", "nic3", "", R"({"name":"nic3","mtu":5})"});
   const StoreCheck planted = CheckStore();
