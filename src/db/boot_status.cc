@@ -88,17 +88,6 @@ const JVal& Data(const std::shared_ptr<ConfigStoreObject>& object) {
   return ConfigStoreObjectInternal::Impl(*object).DataValue();
 }
 
-// Runs one statement of a partial restore on the row of `id` and records
-// the row with `change`; each commits on its own, as the restore always has.
-void WriteRowRecorded(const Connection& connection, const ConfigStoreObjectId& id,
-                      const std::string& statement, const std::vector<std::string>& values,
-                      const char* change, const std::string& failure) {
-  RecordedWrite(connection, failure, [&] {
-    if (!ExecuteStatement(connection, statement, values)) throw ConfigStoreException(failure);
-    RecordRow(connection, id, change, failure);
-  });
-}
-
 }  // namespace
 
 bool IsBootModeDesiredUserConfig(const Connection& connection) {
@@ -131,7 +120,7 @@ void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& obje
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
   auto applied = ReadColumn(kReadApplied, kUserValue, id, schema, connection);
   if (!applied) {
-    WriteRowRecorded(connection, id, FormatSql(kKeepUserAsDesired, IdentifierParts(id)), {},
+    WriteRecordedRow(connection, id, FormatSql(kKeepUserAsDesired, IdentifierParts(id)), {},
                      kChangeDesired, kCopyFailed + id.toString());
   }
   const auto desired = ReadColumn(kReadDesired, kDesiredValue, id, schema, connection);
@@ -142,13 +131,13 @@ void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& obje
   // Without an applied value the restored part is all there is.
   if (!applied) {
     const std::string data = object->GetSerializedData();
-    applied = CreateObject(id, CreateDocumentFromStoredText(data.data(), data.size()), schema);
+    applied = CreateStoredObject(id, data, schema);
   } else
     UpdateConfigInternal(applied, object, &schema->GetInstanceKeyMap());
-  WriteRowRecorded(connection, id, FormatSql(kWriteRestored, IdentifierParts(id)),
+  WriteRecordedRow(connection, id, FormatSql(kWriteRestored, IdentifierParts(id)),
                    {applied->GetSerializedData()}, kChangeBoot, kRestoreFailed + id.toString());
   if (Data(applied) == Data(desired)) {
-    WriteRowRecorded(connection, id,
+    WriteRecordedRow(connection, id,
                      FormatSql(kDropDesired, {id.key, id.component, id.group, id.instanceId}), {},
                      kChangeDesired, kDropFailed);
   }
@@ -188,13 +177,8 @@ void SetKernelOptionsInternal(const std::shared_ptr<ConfigStoreObject>& object,
   const std::vector<std::string> values{
       GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kUser)),
       GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kVital))};
-  const std::string failure = kKernelWriteFailed + id.toString();
-  RecordedWrite(connection, failure, [&] {
-    if (DBStore::Execute(connection, statement, values, {}, kStatementTimeoutMs) != 0) {
-      throw ConfigStoreException(failure);
-    }
-    RecordRow(connection, id, kChangeSet, failure);
-  });
+  WriteRecordedRow(connection, id, statement, values, kChangeSet,
+                   kKernelWriteFailed + id.toString());
 }
 
 }  // namespace OrinConfigStore

@@ -101,14 +101,8 @@ void UpdateByContextInternal(const std::shared_ptr<ConfigStoreObject>& object,
                                  : context == UPDATE_AUTOMATIC       ? s.updateAutomatic
                                                                      : s.updateUser;
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
-  const std::string failure = kContextWriteFailed + id.toString();
-  RecordedWrite(connection, failure, [&] {
-    if (!ExecuteStatement(connection, FormatSql(statement.c_str(), IdentifierParts(id)),
-                          SourceParts(object, schema))) {
-      throw ConfigStoreException(failure);
-    }
-    RecordRow(connection, id, kChangeUpdate, failure);
-  });
+  WriteRecordedRow(connection, id, FormatSql(statement.c_str(), IdentifierParts(id)),
+                   SourceParts(object, schema), kChangeUpdate, kContextWriteFailed + id.toString());
 }
 
 void SetByContextInternal(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema,
@@ -118,27 +112,15 @@ void SetByContextInternal(const std::shared_ptr<ConfigStoreObject>& object, cons
                                  : context == UPDATE_AUTOMATIC       ? s.automatic
                                                                      : s.userKeepingSuccess;
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
-  const std::string failure = kContextWriteFailed + id.toString();
-  RecordedWrite(connection, failure, [&] {
-    if (!ExecuteStatement(
-            connection, FormatSql(statement.c_str(), RowParts(id, VersionToStore(*object, schema))),
-            SourceParts(object, schema))) {
-      throw ConfigStoreException(failure);
-    }
-    RecordRow(connection, id, kChangeSet, failure);
-  });
+  WriteRecordedRow(connection, id,
+                   FormatSql(statement.c_str(), RowParts(id, VersionToStore(*object, schema))),
+                   SourceParts(object, schema), kChangeSet, kContextWriteFailed + id.toString());
 }
 
 void RestoreValuesInternal(const ConfigStoreObjectId& id, const std::string& version,
                            const std::vector<std::string>& values, const Connection& connection) {
-  const std::string failure = kRestoreValuesFailed + id.toString();
-  RecordedWrite(connection, failure, [&] {
-    if (!ExecuteStatement(connection,
-                          FormatSql(Statements().restore.c_str(), RowParts(id, version)), values)) {
-      throw ConfigStoreException(failure);
-    }
-    RecordRow(connection, id, kChangeSet, failure);
-  });
+  WriteRecordedRow(connection, id, FormatSql(Statements().restore.c_str(), RowParts(id, version)),
+                   values, kChangeSet, kRestoreValuesFailed + id.toString());
 }
 
 void WriteUserConfigInstances(const ObjectList& objects, const Connection& connection,

@@ -68,6 +68,15 @@ void RecordedWrite(const Connection& connection, const std::string& failure,
   });
 }
 
+void WriteRecordedRow(const Connection& connection, const ConfigStoreObjectId& id,
+                      const std::string& statement, const std::vector<std::string>& values,
+                      const char* change, const std::string& failure) {
+  RecordedWrite(connection, failure, [&] {
+    if (!ExecuteStatement(connection, statement, values)) throw ConfigStoreException(failure);
+    RecordRow(connection, id, change, failure);
+  });
+}
+
 void RecordRow(const Connection& connection, const ConfigStoreObjectId& id, const char* change,
                const std::string& failure) {
   Record(connection, kRecordRow, {change, id.component, id.group, id.key, id.instanceId}, failure);

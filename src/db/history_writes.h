@@ -22,6 +22,13 @@ namespace OrinConfigStore {
 void RecordedWrite(const Connection& connection, const std::string& failure,
                    const std::function<void()>& write);
 
+// Runs one statement that changes the row of `id` (with `values` bound)
+// and records the row with `change`, as one RecordedWrite; a statement the
+// database refuses is ConfigStoreException 2000 `failure`.
+void WriteRecordedRow(const Connection& connection, const ConfigStoreObjectId& id,
+                      const std::string& statement, const std::vector<std::string>& values,
+                      const char* change, const std::string& failure);
+
 // The records are part of the write: when one cannot be written, the write
 // fails with its own `failure` (ConfigStoreException 2000).
 

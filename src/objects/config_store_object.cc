@@ -6,6 +6,7 @@
 #include "config_store_object_internal.h"
 #include "configstore/exceptions.h"
 #include "configstore/logger.h"
+#include "json/document.h"
 #include "platform/schema_object.h"
 #include "platform/schema_store.h"
 
@@ -105,6 +106,12 @@ std::shared_ptr<ConfigStoreObject> CreateObject(
   }
   return ConfigStoreObjectInternal::Wrap(
       std::make_shared<ConfigStoreObjectImpl>(id, std::move(document), schema));
+}
+
+std::shared_ptr<ConfigStoreObject> CreateStoredObject(
+    const ConfigStoreObjectId& id, const std::string& text,
+    const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema) {
+  return CreateObject(id, CreateDocumentFromStoredText(text.data(), text.size()), schema);
 }
 
 }  // namespace OrinConfigStore

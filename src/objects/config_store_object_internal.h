@@ -46,6 +46,13 @@ std::shared_ptr<ConfigStoreObject> CreateObject(
     const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document,
     const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema);
 
+// The same over text the library stored (ParseStored): an object read back
+// from a row or a record. Text that does not parse raises
+// InvalidArgumentException "Failed to parse JSON String".
+std::shared_ptr<ConfigStoreObject> CreateStoredObject(
+    const ConfigStoreObjectId& id, const std::string& text,
+    const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema);
+
 // The instance id that `value` (an object's data) carries under the member
 // that `schema` names for it; "" when the type names none or the member is
 // absent. A member that is not text raises ConfigStoreException 1032

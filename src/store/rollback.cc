@@ -42,9 +42,7 @@ std::vector<std::string> ValidatedValues(const HistoryRecord& record, const Sche
     values.push_back(value.after.value_or(std::string()));
     if (value.after) {
       const std::string& text = *value.after;
-      kColumnValidators[column](
-          schema,
-          CreateObject(record.id, CreateDocumentFromStoredText(text.data(), text.size()), schema));
+      kColumnValidators[column](schema, CreateStoredObject(record.id, text, schema));
     }
     ++column;
   }

@@ -4,7 +4,6 @@
 
 #include "configstore/store_check.h"
 
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,7 +11,6 @@
 #include "configstore/exceptions.h"
 #include "configstore/json_doc.h"
 #include "db/row_reader.h"
-#include "json/document.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/db_store.h"
 #include "platform/host.h"
@@ -51,31 +49,29 @@ const SourceColumn kSourceColumns[] = {
 };
 
 void AddProblem(StoreCheck& check, const char* kind, const ConfigStoreObjectId& id,
-                const char* source, std::string detail) {
+                const char* source, std::string detail, const char* database = "") {
   StoreProblem problem;
   problem.kind = kind;
+  problem.database = database;
   problem.id = id;
   problem.source = source;
   problem.detail = std::move(detail);
   check.problems.push_back(std::move(problem));
 }
 
-// The integrity check's findings of one database, counted in `found`.
-void CheckIntegrity(const std::string& path, const char* database, StoreCheck& check,
-                    std::size_t& found) {
+const ConfigStoreObjectId kNoObject("", "", "");
+
+// Adds the integrity check's findings of one database; returns how many.
+std::size_t CheckIntegrity(const std::string& path, const char* database, StoreCheck& check) {
   std::vector<std::string> problems;
   std::string error;
   if (!CheckDatabaseIntegrity(path, problems, error)) {
     throw ConfigStoreException(kCannotLook + path + ": " + error);
   }
   for (std::string& line : problems) {
-    StoreProblem problem;
-    problem.kind = kIntegrity;
-    problem.database = database;
-    problem.detail = std::move(line);
-    check.problems.push_back(std::move(problem));
+    AddProblem(check, kIntegrity, kNoObject, "", std::move(line), database);
   }
-  found = problems.size();
+  return problems.size();
 }
 
 // "<member>: <error>; ..." of a validation.
@@ -92,7 +88,7 @@ void CheckValue(const ConfigStoreObjectId& id, const SchemaPtr& schema, const So
                 const char* text, StoreCheck& check) {
   std::shared_ptr<ConfigStoreObject> object;
   try {
-    object = CreateObject(id, CreateDocumentFromStoredText(text, std::strlen(text)), schema);
+    object = CreateStoredObject(id, text, schema);
   } catch (const ConfigStoreException& e) {
     AddProblem(check, kUnparsable, id, column.source, e.what());
     return;
@@ -152,10 +148,8 @@ void CheckRow(const RowView& row, StoreCheck& check, LastType& last) {
 StoreCheck CheckStore() {
   StoreCheck check;
   const std::string configuration = HostPath(DBStore::kConfigDatabaseFile);
-  std::size_t damaged = 0;
-  std::size_t schemaDamage = 0;
-  CheckIntegrity(configuration, kConfigurationDatabase, check, damaged);
-  CheckIntegrity(OrinSchemaStore::SchemaStorePath(), kSchemaStoreDatabase, check, schemaDamage);
+  const std::size_t damaged = CheckIntegrity(configuration, kConfigurationDatabase, check);
+  CheckIntegrity(OrinSchemaStore::SchemaStorePath(), kSchemaStoreDatabase, check);
   const auto connection = DBStore::GetConnection(DBStore::CONFIG);
   if (!connection) throw ConfigStoreException(kCannotLook + configuration);
   LastType last;
@@ -164,11 +158,7 @@ StoreCheck CheckStore() {
     const std::string cause = DBStore::LastFailure().message;
     // A damaged file may stop the reading; the damage is the finding.
     if (damaged == 0) throw ConfigStoreException(kCannotLook + cause);
-    StoreProblem problem;
-    problem.kind = kIntegrity;
-    problem.database = kConfigurationDatabase;
-    problem.detail = kReadFailed + cause;
-    check.problems.push_back(std::move(problem));
+    AddProblem(check, kIntegrity, kNoObject, "", kReadFailed + cause, kConfigurationDatabase);
   }
   return check;
 }

@@ -52,9 +52,7 @@ SchemaPtr CheckedSchema(const std::shared_ptr<ConfigStoreObject>& object) {
 // A copy of `object` that shares nothing with it.
 std::shared_ptr<ConfigStoreObject> Copy(const std::shared_ptr<ConfigStoreObject>& object,
                                         const SchemaPtr& schema) {
-  const std::string data = object->GetSerializedData();
-  return CreateObject(object->GetConfigStoreObjectId(),
-                      CreateDocumentFromStoredText(data.data(), data.size()), schema);
+  return CreateStoredObject(object->GetConfigStoreObjectId(), object->GetSerializedData(), schema);
 }
 
 }  // namespace
