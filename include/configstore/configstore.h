@@ -3,6 +3,7 @@
 
 // The whole public interface of the host configuration store.
 
+#include "configstore/backup.h"
 #include "configstore/boot.h"
 #include "configstore/conditional.h"
 #include "configstore/config_store.h"

@@ -157,6 +157,10 @@ std::string SqliteStatement::ColumnText(int index) const {
                      static_cast<std::size_t>(sqlite3_column_bytes(statement_, index)));
 }
 
+const char* SqliteStatement::ColumnTextOrNull(int index) const {
+  return reinterpret_cast<const char*>(sqlite3_column_text(statement_, index));
+}
+
 int SqliteStatement::ColumnInt(int index) const { return sqlite3_column_int(statement_, index); }
 
 long long SqliteStatement::ColumnInt64(int index) const {

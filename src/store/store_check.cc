@@ -4,18 +4,20 @@
 
 #include "configstore/store_check.h"
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "configstore/exceptions.h"
 #include "configstore/json_doc.h"
-#include "db/row_reader.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/db_store.h"
 #include "platform/host.h"
 #include "platform/integrity.h"
 #include "platform/schema_database.h"
+#include "platform/sqlite_db.h"
+#include "store_files.h"
 #include "validation/schema_validation.h"
 
 namespace OrinConfigStore {
@@ -27,25 +29,23 @@ constexpr const char* kReadValues =
     "CachedValue, DesiredValue FROM Config;";
 constexpr const char* kCannotLook = "Cannot check the store: ";
 constexpr const char* kReadFailed = "reading the objects failed: ";
-constexpr const char* kConfigurationDatabase = "configuration";
-constexpr const char* kSchemaStoreDatabase = "schema store";
 constexpr const char* kIntegrity = "integrity";
 constexpr const char* kUnparsable = "unparsable";
 constexpr const char* kUnknownType = "unknown type";
 constexpr const char* kInvalid = "invalid";
 
-// Each value column, the source it holds, and the tags that a write of
-// that source is validated with (a staged desired value stands for a user
-// value, an automatic one comes from an internal write of the user part).
+// Each value column (in kReadValues' order, after the identity), the source
+// it holds, and the tags that a write of that source is validated with (a
+// staged desired value stands for a user value, an automatic one comes from
+// an internal write of the user part).
 struct SourceColumn {
-  const char* column;
   const char* source;
   const TagSet* tags;
 };
+constexpr int kFirstValueColumn = 4;
 const SourceColumn kSourceColumns[] = {
-    {"AutoConfValue", "automatic", &kUserTags}, {"UserValue", "user", &kUserTags},
-    {"VitalValue", "vital", &kVitalTags},       {"CachedValue", "cached", &kCachedTags},
-    {"DesiredValue", "desired", &kUserTags},
+    {"automatic", &kUserTags}, {"user", &kUserTags},    {"vital", &kVitalTags},
+    {"cached", &kCachedTags},  {"desired", &kUserTags},
 };
 
 void AddProblem(StoreCheck& check, const char* kind, const ConfigStoreObjectId& id,
@@ -99,68 +99,84 @@ void CheckValue(const ConfigStoreObjectId& id, const SchemaPtr& schema, const So
   }
 }
 
-// The type's schema, or null (with the reason in `why`) when it has none.
-SchemaPtr SchemaOf(const ConfigStoreObjectId& id, std::string& why) {
-  try {
-    return LookupSchema(id);
-  } catch (const ConfigStoreException& e) {
-    why = e.what();
-    return nullptr;
+// The types of the store's schema store, each read once.
+class TypeMemo {
+ public:
+  explicit TypeMemo(const std::string& schemaStore)
+      : reader_(OrinSchemaStore::SchemaReader::Open(schemaStore)) {}
+
+  // Null when the schema store does not know the type.
+  const SchemaPtr& Schema(const ConfigStoreObjectId& id) {
+    const std::string name = id.component + "/" + id.group + "/" + id.key;
+    const auto found = types_.find(name);
+    if (found != types_.end()) return found->second;
+    SchemaPtr schema;
+    if (reader_) schema = reader_->Read(id.component, id.group, id.key);
+    return types_.emplace(name, std::move(schema)).first->second;
+  }
+
+ private:
+  std::unique_ptr<OrinSchemaStore::SchemaReader> reader_;
+  std::map<std::string, SchemaPtr> types_;
+};
+
+void CheckRow(const SqliteStatement& row, StoreCheck& check, TypeMemo& types) {
+  auto text = [&](int column) {
+    const char* value = row.ColumnTextOrNull(column);
+    return std::string(value != nullptr ? value : "");
+  };
+  const ConfigStoreObjectId id(text(2), text(1), text(0), text(3));
+  ++check.objects;
+  const SchemaPtr& schema = types.Schema(id);
+  if (!schema) {
+    AddProblem(check, kUnknownType, id, "", "");
+    return;
+  }
+  int column = kFirstValueColumn;
+  for (const SourceColumn& source : kSourceColumns) {
+    if (const char* value = row.ColumnTextOrNull(column++)) {
+      CheckValue(id, schema, source, value, check);
+    }
   }
 }
 
-// The schema of the type last looked up: rows mostly come type by type, and
-// a lookup also makes sure the schema store has not changed meanwhile.
-struct LastType {
-  ConfigStoreObjectId id{"", "", ""};
-  SchemaPtr schema;
-  std::string why;
-  bool known = false;
-};
-
-void CheckRow(const RowView& row, StoreCheck& check, LastType& last) {
-  auto text = [&](const char* column) {
-    const char* value = row.Get(column);
-    return std::string(value != nullptr ? value : "");
-  };
-  const ConfigStoreObjectId id(text("Name"), text("ConfigGroup"), text("Component"),
-                               text("Identifier"));
-  ++check.objects;
-  if (!last.known || id.component != last.id.component || id.group != last.id.group ||
-      id.key != last.id.key) {
-    last.id = id;
-    last.why.clear();
-    last.schema = SchemaOf(id, last.why);
-    last.known = true;
-  }
-  const SchemaPtr& schema = last.schema;
-  if (!schema) {
-    AddProblem(check, kUnknownType, id, "", last.why);
-    return;
-  }
-  for (const SourceColumn& column : kSourceColumns) {
-    if (const char* value = row.Get(column.column)) CheckValue(id, schema, column, value, check);
-  }
+// Reads every object; false, with `cause`, when the reading stops short.
+bool CheckObjects(const StoreFiles& files, StoreCheck& check, std::string& cause) {
+  int code = 0;
+  bool immutable = false;
+  const auto db = SqliteDb::OpenReader(files.configuration, &cause, &code, &immutable);
+  if (!db) throw ConfigStoreException(kCannotLook + files.configuration + ": " + cause);
+  TypeMemo types(files.schemaStore);
+  SqliteStatement rows(*db, kReadValues);
+  while (rows.Next()) CheckRow(rows, check, types);
+  if (rows.Done()) return true;
+  cause = rows.Ok() ? db->LastError() : rows.PrepareError();
+  return false;
 }
 
 }  // namespace
 
-StoreCheck CheckStore() {
+StoreFiles StoreFiles::Host() {
+  return {HostPath(DBStore::kConfigDatabaseFile), OrinSchemaStore::SchemaStorePath()};
+}
+
+StoreCheck CheckStoreFiles(const StoreFiles& files) {
   StoreCheck check;
-  const std::string configuration = HostPath(DBStore::kConfigDatabaseFile);
-  const std::size_t damaged = CheckIntegrity(configuration, kConfigurationDatabase, check);
-  CheckIntegrity(OrinSchemaStore::SchemaStorePath(), kSchemaStoreDatabase, check);
-  const auto connection = DBStore::GetConnection(DBStore::CONFIG);
-  if (!connection) throw ConfigStoreException(kCannotLook + configuration);
-  LastType last;
-  auto visit = [&](const RowView& row) { CheckRow(row, check, last); };
-  if (VisitRows(connection, kReadValues, visit) != 0) {
-    const std::string cause = DBStore::LastFailure().message;
-    // A damaged file may stop the reading; the damage is the finding.
-    if (damaged == 0) throw ConfigStoreException(kCannotLook + cause);
-    AddProblem(check, kIntegrity, kNoObject, "", kReadFailed + cause, kConfigurationDatabase);
+  const std::size_t damaged = CheckIntegrity(files.configuration, kConfigurationDatabase, check) +
+                              CheckIntegrity(files.schemaStore, kSchemaStoreDatabase, check);
+  std::string cause;
+  try {
+    if (CheckObjects(files, check, cause)) return check;
+  } catch (const ConfigStoreException& e) {
+    if (damaged == 0) throw;
+    cause = e.what();
   }
+  // A damaged file may stop the reading; the damage is the finding.
+  if (damaged == 0) throw ConfigStoreException(kCannotLook + cause);
+  AddProblem(check, kIntegrity, kNoObject, "", kReadFailed + cause, kConfigurationDatabase);
   return check;
 }
+
+StoreCheck CheckStore() { return CheckStoreFiles(StoreFiles::Host()); }
 
 }  // namespace OrinConfigStore

@@ -223,6 +223,20 @@ TEST_F(CfgstoreTest, CheckTellsAHealthyStoreFromADamagedOne) {
   EXPECT_EQ(Run({"check"}), 4);
 }
 
+// A restore answers 0 when it replaced the store, 3 when it refused the
+// file, 4 when there is no file to read.
+TEST_F(CfgstoreTest, BackupAndRestoreTellTheirOutcomeByExitStatus) {
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":1500})"});
+  EXPECT_NE(Ok({"backup", "b"}).find(R"("types":{"net/dns/resolver":"1.2")"), std::string::npos);
+  Ok({"set", "net/interfaces/nics/nic1", R"({"mtu":9000})"});
+  EXPECT_EQ(Ok({"restore", "b"}).substr(0, 16), R"({"restored":true)");
+  EXPECT_EQ(Ok({"get", "net/interfaces/nics/nic1"}), "{\"mtu\":1500,\"name\":\"nic1\"}\n");
+  Write("b", "not a backup");
+  EXPECT_EQ(Run({"restore", "b"}), 3);
+  EXPECT_NE(out_.find(R"("kind":"damaged")"), std::string::npos) << out_;
+  EXPECT_EQ(Run({"restore", "missing"}), 4);
+}
+
 // A lone listener prints the notification on one line, --pretty or not, and ends
 // after --count, removing its socket; a second listener is refused.
 TEST_F(CfgstoreTest, WatchPrintsANotificationAsTheOnlyListener) {

@@ -89,6 +89,7 @@ void AddCommands(CLI::App& app, cfgstore::Tool& tool) {
   cfgstore::AddWatchCommand(app, tool);
   cfgstore::AddDiffCommand(app, tool);
   cfgstore::AddCheckCommand(app, tool);
+  cfgstore::AddBackupCommands(app, tool);
 }
 
 }  // namespace

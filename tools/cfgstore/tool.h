@@ -50,6 +50,7 @@ void AddHistoryCommand(CLI::App& app, Tool& tool);    // history
 void AddRollbackCommand(CLI::App& app, Tool& tool);   // rollback
 void AddDiffCommand(CLI::App& app, Tool& tool);       // diff
 void AddCheckCommand(CLI::App& app, Tool& tool);      // check
+void AddBackupCommands(CLI::App& app, Tool& tool);    // backup, restore
 
 }  // namespace cfgstore
 

@@ -83,6 +83,8 @@ class SqliteStatement {
   bool Next();
   bool Done() const { return done_; }
   std::string ColumnText(int index) const;
+  // The column's text; null for SQL NULL. Valid until the next step.
+  const char* ColumnTextOrNull(int index) const;
   int ColumnInt(int index) const;
   long long ColumnInt64(int index) const;
 
