@@ -24,6 +24,7 @@
 #include "configstore/object_id.h"
 #include "configstore/provisioning.h"
 #include "configstore/rollback.h"
+#include "configstore/schema_evolution.h"
 #include "configstore/store_check.h"
 #include "configstore/store_object.h"
 

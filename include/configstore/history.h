@@ -40,7 +40,8 @@ struct HistoryRecord {
   long long sequence = 0;
   std::string time;  // UTC, "YYYY-MM-DDTHH:MM:SS.sssZ"
   ConfigStoreObjectId id{"", "", ""};
-  // "insert", "replace", "update", "desired", "boot" or "delete".
+  // "insert", "replace", "update", "desired", "boot", "delete" or "migrate"
+  // (the values rewritten by a new version of the type's definition).
   std::string change;
   // The object's revision after the change; -1 after a delete.
   int revision = 0;

@@ -186,6 +186,15 @@ SchemaDefinition ReadDefinition(const JVal& object, DefinitionError& error, std:
     definition.defaultConfig = CopyOf(*defaults);
     CheckDefaultConfig(definition, error);
   }
+  if (const JVal* migrations = Member(object, "migrations")) {
+    std::string problem;
+    definition.migrations = ReadMigrations(*migrations, problem);
+    if (!problem.empty()) error.Fail(problem);
+    for (const Migration& migration : definition.migrations) {
+      if (migration.from == definition.version)
+        error.Fail("a migration from the type's own version");
+    }
+  }
   return definition;
 }
 

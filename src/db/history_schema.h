@@ -36,6 +36,7 @@ constexpr const char* kChangeUpdate = "update";
 constexpr const char* kChangeDesired = "desired";  // the staged desired value
 constexpr const char* kChangeBoot = "boot";        // the desired value applied
 constexpr const char* kChangeDelete = "delete";
+constexpr const char* kChangeMigrate = "migrate";  // a new type version's migration
 
 // Creates the history's tables and its index; idempotent.
 const std::vector<std::string>& HistoryStatements();

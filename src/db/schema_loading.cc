@@ -14,6 +14,7 @@
 #include "platform/schema_database.h"
 #include "platform/schema_definition.h"
 #include "platform/schema_walk.h"
+#include "schema_evolution.h"
 #include "source_split.h"
 #include "transaction.h"
 
@@ -80,33 +81,40 @@ bool WriteDefaults(const Connection& connection, const SchemaDefinition& definit
   return true;
 }
 
-// One transaction for all the file's defaults. They are written before the
-// types: should storing the types fail, defaults without a type are
-// harmless and a reload replaces them.
-void StoreDefaults(const std::vector<SchemaDefinition>& definitions) {
+// One transaction for the stored objects the new definitions change and
+// for all the file's defaults, planned from the rows as that transaction
+// reads them. They are written before the types: should storing the types
+// fail, the objects carry the new version (so that loading the file again
+// checks them rather than migrating them twice), defaults without a type
+// are harmless, and a reload replaces them.
+void StoreObjectsAndDefaults(const std::vector<SchemaDefinition>& definitions,
+                             const SchemaLoadOptions& options) {
   OrinConfigStore::InitializeDatabase();
   const auto connection = DBStore::GetConnection(DBStore::CONFIG);
   const TransactionPolicy policy{TransactionFailure::Coded(OrinConfigStore::CS_ERR_TXN_START),
                                  TransactionFailure::Coded(OrinConfigStore::CS_ERR_DB_WRITE),
                                  InsideFailure::kAsRaised};
   OrinConfigStore::RunInTransaction(connection, policy, [&] {
+    const OrinConfigStore::EvolutionPlan plan =
+        OrinConfigStore::PlanEvolution(definitions, options, connection);
+    if (plan.report.Refused()) OrinConfigStore::ThrowRefusal(plan.report);
+    OrinConfigStore::ApplyEvolution(plan, connection);
     for (const SchemaDefinition& definition : definitions) {
       if (!WriteDefaults(connection, definition)) policy.commit.Raise();
     }
   });
 }
 
-std::size_t Load(const std::string& text, const std::string& source) {
+std::size_t Load(const std::string& text, const std::string& source,
+                 const SchemaLoadOptions& options) {
   const std::vector<SchemaDefinition> definitions = ReadSchemaDefinitions(text, source);
-  StoreDefaults(definitions);
+  StoreObjectsAndDefaults(definitions, options);
   CreateSchemaStore();
   StoreDefinitions(definitions);
   return definitions.size();
 }
 
-}  // namespace
-
-std::size_t LoadSchemaFile(const std::string& path) {
+std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
   text << file.rdbuf();
@@ -114,11 +122,30 @@ std::size_t LoadSchemaFile(const std::string& path) {
   if (!file.is_open() || file.bad() || std::filesystem::is_directory(path, ignored)) {
     throw OrinConfigStore::InvalidArgumentException(Str_Format(kUnreadableFile, path.c_str()));
   }
-  return Load(text.str(), path);
+  return text.str();
+}
+
+}  // namespace
+
+std::size_t LoadSchemaFile(const std::string& path) { return Load(ReadFile(path), path, {}); }
+
+std::size_t LoadSchemaFile(const std::string& path, const SchemaLoadOptions& options) {
+  return Load(ReadFile(path), path, options);
 }
 
 std::size_t LoadSchemaDefinition(const std::string& jsonText) {
-  return Load(jsonText, kTextSource);
+  return Load(jsonText, kTextSource, {});
+}
+
+std::size_t LoadSchemaDefinition(const std::string& jsonText, const SchemaLoadOptions& options) {
+  return Load(jsonText, kTextSource, options);
+}
+
+SchemaLoadReport CheckSchemaFile(const std::string& path, const SchemaLoadOptions& options) {
+  const std::vector<SchemaDefinition> definitions = ReadSchemaDefinitions(ReadFile(path), path);
+  return OrinConfigStore::PlanEvolution(definitions, options,
+                                        DBStore::GetConnection(DBStore::CONFIG))
+      .report;
 }
 
 }  // namespace OrinSchemaStore

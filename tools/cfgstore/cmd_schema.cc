@@ -1,4 +1,4 @@
-// init, schema load|list|show: setting up a host root and reading back the
+// init, schema load|check|list|show: setting up a host root and reading back the
 // types it holds.
 
 #include <configstore/configstore.h>
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "identifier.h"
+#include "json_output.h"
 #include "store_access.h"
 #include "tool.h"
 #include "tool_error.h"
@@ -18,6 +19,7 @@ namespace cfgstore {
 
 namespace {
 
+using OrinConfigStore::JAllocator;
 using OrinConfigStore::JDoc;
 using OrinConfigStore::JVal;
 
@@ -28,6 +30,13 @@ constexpr const char* kFilesHelp = "Schema definition files";
 constexpr const char* kListHelp = "List the stored types";
 constexpr const char* kShowHelp = "Show one type with its schema";
 constexpr const char* kTypeHelp = "The type: component/group/key";
+constexpr const char* kCheckHelp =
+    "Tell what loading FILE would do to the stored objects of its types, changing nothing (exit "
+    "status 3 when the load would be refused)";
+constexpr const char* kFileHelp = "A schema definition file";
+constexpr const char* kForceHelp =
+    "Load a schema that differs from the stored one at the same version (the stored objects are "
+    "still checked against it)";
 constexpr const char* kLoadedMember = "loaded";
 // Left out of the list, which is for scanning; `schema show` has it.
 constexpr const char* kSchemaMember = "schema";
@@ -38,9 +47,11 @@ int RunInit() {
   return kSuccess;
 }
 
-int RunLoad(const Tool& tool, const std::vector<std::string>& files) {
+int RunLoad(const Tool& tool, const std::vector<std::string>& files, bool force) {
+  OrinSchemaStore::SchemaLoadOptions options;
+  options.force = force;
   std::size_t loaded = 0;
-  for (const std::string& file : files) loaded += OrinSchemaStore::LoadSchemaFile(file);
+  for (const std::string& file : files) loaded += OrinSchemaStore::LoadSchemaFile(file, options);
   JDoc result;
   result.SetObject();
   result.AddMember(rapidjson::StringRef(kLoadedMember), static_cast<uint64_t>(loaded),
@@ -72,9 +83,59 @@ int RunShow(const Tool& tool, const std::string& type) {
   return kSuccess;
 }
 
+JVal RefusedEntry(const OrinSchemaStore::RefusedObject& object, JAllocator& allocator) {
+  JVal entry(rapidjson::kObjectType);
+  entry.AddMember("id", TextValue(FormatIdentifier(object.id), allocator), allocator);
+  entry.AddMember("source", TextValue(object.source, allocator), allocator);
+  JVal errors(rapidjson::kArrayType);
+  for (const auto& error : object.errors) {
+    JVal item(rapidjson::kObjectType);
+    item.AddMember("field", TextValue(error.field, allocator), allocator);
+    item.AddMember("error", TextValue(error.error, allocator), allocator);
+    errors.PushBack(item, allocator);
+  }
+  entry.AddMember("errors", errors, allocator);
+  return entry;
+}
+
+JVal TypeEntry(const OrinSchemaStore::TypeChange& type, JAllocator& allocator) {
+  JVal entry(rapidjson::kObjectType);
+  entry.AddMember("type", TextValue(type.type, allocator), allocator);
+  entry.AddMember("change", TextValue(type.change, allocator), allocator);
+  entry.AddMember("from", TextValue(type.fromVersion, allocator), allocator);
+  entry.AddMember("to", TextValue(type.toVersion, allocator), allocator);
+  entry.AddMember("objects", static_cast<int64_t>(type.objects), allocator);
+  entry.AddMember("migrated", static_cast<int64_t>(type.migrated), allocator);
+  if (!type.refusal.empty()) {
+    entry.AddMember("refusal", TextValue(type.refusal, allocator), allocator);
+  }
+  JVal refused(rapidjson::kArrayType);
+  for (const auto& object : type.refused)
+    refused.PushBack(RefusedEntry(object, allocator), allocator);
+  entry.AddMember("refused", refused, allocator);
+  return entry;
+}
+
+int RunCheck(const Tool& tool, const std::string& file, bool force) {
+  OrinSchemaStore::SchemaLoadOptions options;
+  options.force = force;
+  const OrinSchemaStore::SchemaLoadReport report = OrinSchemaStore::CheckSchemaFile(file, options);
+  JDoc output;
+  output.SetObject();
+  JAllocator& allocator = output.GetAllocator();
+  output.AddMember("refused", report.Refused(), allocator);
+  JVal types(rapidjson::kArrayType);
+  for (const auto& type : report.types) types.PushBack(TypeEntry(type, allocator), allocator);
+  output.AddMember("types", types, allocator);
+  tool.Printer().Print(output);
+  return report.Refused() ? kInvalid : kSuccess;
+}
+
 struct SchemaArgs {
   std::vector<std::string> files;
+  std::string file;
   std::string type;
+  bool force = false;
 };
 
 }  // namespace
@@ -87,7 +148,13 @@ void AddSchemaCommands(CLI::App& app, Tool& tool) {
 
   CLI::App* load = schema->add_subcommand("load", kLoadHelp);
   load->add_option("FILE", args->files, kFilesHelp)->required();
-  OnSelected(load, tool, [&tool, args] { return RunLoad(tool, args->files); });
+  load->add_flag("--force", args->force, kForceHelp);
+  OnSelected(load, tool, [&tool, args] { return RunLoad(tool, args->files, args->force); });
+
+  CLI::App* check = schema->add_subcommand("check", kCheckHelp);
+  check->add_option("FILE", args->file, kFileHelp)->required();
+  check->add_flag("--force", args->force, kForceHelp);
+  OnSelected(check, tool, [&tool, args] { return RunCheck(tool, args->file, args->force); });
 
   OnSelected(schema->add_subcommand("list", kListHelp), tool, [&tool] { return RunList(tool); });
 

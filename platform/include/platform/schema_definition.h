@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "configstore/json.h"
+#include "platform/schema_migration.h"
 
 namespace OrinSchemaStore {
 
@@ -14,7 +15,8 @@ using OrinConfigStore::JDoc;
 // One object type as a component ships it:
 //   {"component": "net", "group": "dns", "key": "servers", "version": "1.0",
 //    "nonSingleton": true, "bootExempt": false, "smartnicShared": false,
-//    "schema": {...}, "defaultConfig": {...} or [...]}
+//    "schema": {...}, "defaultConfig": {...} or [...],
+//    "migrations": [...] (see schema_migration.h)}
 struct SchemaDefinition {
   std::string component;
   std::string group;
@@ -27,6 +29,8 @@ struct SchemaDefinition {
   // The shipped default object (an array of instances for a non-singleton
   // type); null when the definition has none.
   std::unique_ptr<JDoc> defaultConfig;
+  // How data stored under earlier versions becomes data of this one.
+  std::vector<Migration> migrations;
 
   // "component/group/key", for messages.
   std::string Name() const { return component + "/" + group + "/" + key; }
@@ -47,6 +51,8 @@ struct SchemaDefinition {
 // - a "defaultConfig" of the wrong shape (an object for a singleton type, an
 //   array of instances with distinct, non-empty instance ids otherwise) or
 //   that does not validate against the schema;
+// - "migrations" that are malformed, or one from the definition's own
+//   version;
 // - the same type defined twice.
 std::vector<SchemaDefinition> ReadSchemaDefinitions(const std::string& text,
                                                     const std::string& source);
