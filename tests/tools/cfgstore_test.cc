@@ -223,6 +223,24 @@ TEST_F(CfgstoreTest, CheckTellsAHealthyStoreFromADamagedOne) {
   EXPECT_EQ(Run({"check"}), 4);
 }
 
+// A new type version that the stored objects would not fit is refused by
+// both schema check and schema load (exit status 3); its migration makes it
+// loadable.
+TEST_F(CfgstoreTest, SchemaCheckAndLoadRefuseAVersionTheObjectsDoNotFit) {
+  Ok({"set", "net/dns/resolver", R"({"searchDomains":["lab.example"]})"});
+  std::ifstream file(CONFIGSTORE_EXAMPLES_DIR "/schemas/upgrades/net-dns-resolver-2.0.json");
+  const std::string upgrade{std::istreambuf_iterator<char>(file), {}};
+  const std::string bare =
+      Write("bare.json", upgrade.substr(0, upgrade.find(",\n  \"migrations\"")) + "}");
+  EXPECT_EQ(Run({"schema", "check", bare}), 3);
+  EXPECT_NE(out_.find(R"("id":"net/dns/resolver","source":"user")"), std::string::npos) << out_;
+  EXPECT_EQ(Run({"schema", "load", bare}), 3);
+  EXPECT_NE(err_.find("net/dns/resolver user /searchDomains"), std::string::npos) << err_;
+  Ok({"schema", "load", CONFIGSTORE_EXAMPLES_DIR "/schemas/upgrades/net-dns-resolver-2.0.json"});
+  EXPECT_EQ(Ok({"get", "net/dns/resolver"}),
+            "{\"search\":[\"lab.example\"],\"options\":{\"ndots\":1}}\n");
+}
+
 // A restore answers 0 when it replaced the store, 3 when it refused the
 // file, 4 when there is no file to read.
 TEST_F(CfgstoreTest, BackupAndRestoreTellTheirOutcomeByExitStatus) {
