@@ -62,7 +62,9 @@ CONFIGSTORE_API std::string PreviousBackupPath();
 // replaced only when the backup's types differ from the host's, in a second
 // transaction committed right after the configuration's. The store being
 // replaced is first written, as of that transaction, to
-// PreviousBackupPath(). A host without a store yet gets one.
+// PreviousBackupPath(). A host without a store yet gets one. The change
+// history is the backup's; new changes are numbered on from the highest
+// sequence number either store ever gave, so that none is given twice.
 // ConfigStoreException when the file cannot be read or the restore fails
 // (nothing is then changed).
 CONFIGSTORE_API RestoreResult RestoreStore(const std::string& file);

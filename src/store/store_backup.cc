@@ -86,7 +86,7 @@ std::string TypeRows(const std::string& path) {
   return rows;
 }
 
-// The header and the image of the database under `snapshot`.
+// The image of the database under `snapshot`.
 BackupImage TakeImage(const ReadSnapshot& snapshot, const char* database, const char* failure) {
   BackupImage image{database, std::string()};
   std::string error;
@@ -149,7 +149,7 @@ std::unique_ptr<ContentReplacement> BeginReplacement(const std::string& path,
   return replacement;
 }
 
-void Check(bool done, const std::string& error) {
+void Require(bool done, const std::string& error) {
   if (!done) throw ConfigStoreException(kCannotRestore + error);
 }
 
@@ -168,16 +168,16 @@ void Replace(const StoreFiles& host, const StoreFiles& staged, RestoreResult& re
   previous.header.lastChange = LastChange(configuration->Db());
   std::string error;
   previous.images.push_back({kConfigurationDatabase, std::string()});
-  Check(configuration->Image(previous.images.back().bytes, error), error);
+  Require(configuration->Image(previous.images.back().bytes, error), error);
   const auto schemaSnapshot = BeginSnapshot(host.schemaStore, kCannotRestore);
   ReadTypeVersions(schemaSnapshot->Db(), previous.header);
   previous.images.push_back(TakeImage(*schemaSnapshot, kSchemaStoreDatabase, kCannotRestore));
   result.previous = PreviousBackupPath();
   WriteBackupFile(result.previous, previous);
-  Check(configuration->CopyRows(error), error);
-  if (types) Check(types->CopyRows(error), error);
-  Check(configuration->Commit(error), error);
-  if (types) Check(types->Commit(error), error);
+  Require(configuration->CopyRows(error), error);
+  if (types) Require(types->CopyRows(error), error);
+  Require(configuration->Commit(error), error);
+  if (types) Require(types->Commit(error), error);
   result.restored = true;
 }
 

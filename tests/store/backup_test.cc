@@ -15,6 +15,7 @@
 
 #include "configstore/backup.h"
 #include "configstore/config_store.h"
+#include "configstore/history.h"
 #include "database_root.h"
 
 namespace OrinConfigStore {
@@ -127,10 +128,15 @@ TEST_F(BackupTest, RestoreKeepsTheReplacedStoreAsThePreviousBackup) {
   SetMtu(store_, 1, 1500);
   BackupStore(BackupFile());
   SetMtu(store_, 1, 9000);
+  const long long replacedChange = GetHistory(Nic(1), 1).at(0).sequence;
   const RestoreResult result = RestoreStore(BackupFile());
   ASSERT_TRUE(result.restored);
   EXPECT_EQ(result.previous, PreviousBackupPath());
   EXPECT_EQ(Mtu(store_, 1), 1500);
+  // The history is the backup's, and goes on without reusing a number.
+  EXPECT_LT(GetHistory(Nic(1), 1).at(0).sequence, replacedChange);
+  SetMtu(store_, 2, 1500);
+  EXPECT_GT(GetHistory(Nic(2), 1).at(0).sequence, replacedChange);
   ASSERT_TRUE(RestoreStore(result.previous).restored);
   EXPECT_EQ(Mtu(store_, 1), 9000);
 }
