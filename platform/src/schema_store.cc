@@ -10,6 +10,7 @@
 #include "configstore/provisioning.h"
 #include "platform/host.h"
 #include "platform/schema_database.h"
+#include "wal_index_watch.h"
 
 namespace OrinSchemaStore {
 
@@ -27,6 +28,16 @@ constexpr const char* kNoFile = "the file does not exist";
 constexpr const char* kNoTables = "the file holds no schema store";
 // SQLite's write-ahead journal beside the database, where commits go first.
 constexpr const char* kJournalSuffix = "-wal";
+// How often a lookup that the index header finds current still makes sure
+// that the file is the same: a commit always shows in the header, a file
+// deleted and made anew does not.
+constexpr long long kIdentityRecheckMs = 1000;
+
+long long CoarseMilliseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+  return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
 
 // What stat() tells of a file's content changing; an absent file has a
 // stamp of its own.
@@ -118,9 +129,18 @@ class TypeCache {
   }
 
  private:
+  // Whether nothing can have changed since the last full check: the same
+  // root and process, and the index header as it was then.
+  bool Current(const std::string& path) const {
+    return reader_ && watch_.Unchanged() && path == path_ &&
+           owner_ == OrinConfigStore::CurrentProcessId() &&
+           CoarseMilliseconds() - checkedAt_ < kIdentityRecheckMs;
+  }
+
   // Makes the cached types current; false when there is no database.
   bool Refresh() {
     const std::string path = SchemaStorePath();
+    if (Current(path)) return true;
     struct stat info;
     if (::stat(path.c_str(), &info) != 0) {
       Reset();
@@ -143,22 +163,35 @@ class TypeCache {
       device_ = info.st_dev;
       inode_ = info.st_ino;
     }
-    // Asking SQLite costs file locks on every lookup; while the files have
-    // been left alone for a while, their stamps tell the same more cheaply.
+    // Asking SQLite costs file locks on every lookup. With the index header
+    // watched, lookups ask only after it moved; a reader of the file alone
+    // has none, and there the files' stamps, once they have been left alone
+    // for a while, tell the same more cheaply.
+    if (watch_.Active() || (!reader_->Immutable() && watch_.Start(path_))) {
+      watch_.Remember();
+      CheckDataVersion();
+      checkedAt_ = CoarseMilliseconds();
+      return true;
+    }
     const StoreStamp stamp{FileStamp(info), FileStamp(journalPath_)};
     if (settled_ && stamp == stamp_) return true;
-    const long long version = reader_->DataVersion();
-    if (version != dataVersion_) {
-      types_.clear();
-      dataVersion_ = version;
-    }
+    CheckDataVersion();
     stamp_ = stamp;
     settled_ = stamp.SettledBefore(Now());
     return true;
   }
 
+  void CheckDataVersion() {
+    const long long version = reader_->DataVersion();
+    if (version != dataVersion_) {
+      types_.clear();
+      dataVersion_ = version;
+    }
+  }
+
   void Reset() {
     types_.clear();
+    watch_.Stop();  // never beyond the reader that keeps the index in place
     reader_.reset();
     path_.clear();
     dataVersion_ = -1;
@@ -167,6 +200,8 @@ class TypeCache {
 
   std::mutex mutex_;
   std::unique_ptr<SchemaReader> reader_;
+  OrinConfigStore::WalIndexWatch watch_;
+  long long checkedAt_ = 0;
   pid_t owner_ = 0;
   std::string path_;
   std::string journalPath_;

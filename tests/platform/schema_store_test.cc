@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <ctime>
 
@@ -155,6 +157,25 @@ TEST(SchemaStore, LookupsSeeLaterLoadsAndOtherWriters) {
   EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "2");
   ASSERT_TRUE(other->Exec("UPDATE Schema SET Version = '3';", nullptr));
   EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "3");
+}
+
+// A load by another process is seen by the very next lookup, however warm
+// the cache and however recently the files changed.
+TEST(SchemaStore, ALoadByAnotherProcessIsSeenByTheNextLookup) {
+  cstest::TempRoot root;
+  cstest::LoadTypes(Version("1"));
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), "1");
+  for (const char* version : {"2", "3"}) {
+    const pid_t loader = fork();
+    if (loader == 0) {
+      cstest::LoadTypes(Version(version));
+      _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(loader, &status, 0), loader);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(Lookup("net", "test", "a")->GetVersion(), version);
+  }
 }
 
 }  // namespace
