@@ -7,11 +7,15 @@
 
 #include <string>
 
+#include "baseline_reads.h"
 #include "bench_root.h"
 
 namespace {
 
 using namespace OrinConfigStore;
+using bench::Document;
+using bench::kSelectOne;
+using bench::ParseAndMerge;
 
 constexpr int kItems = 9000;
 constexpr int kNics = 1000;
@@ -110,49 +114,6 @@ class StoreBenchRoot : public BenchRoot {
   sqlite3* db_ = nullptr;
 };
 
-// The baselines' documents draw from small chunks, as the library's do:
-// rapidjson's default first chunk of 64 KiB would make the baseline pay
-// for heap traffic that the library avoids.
-constexpr std::size_t kChunk = 1024;
-
-struct Document {
-  JAllocator allocator{kChunk};
-  JDoc doc{&allocator};
-};
-
-// The baselines' merge: members of later layers replace earlier ones.
-void HandMerge(JDoc& into, const JVal& layer) {
-  for (const auto& member : layer.GetObject()) {
-    const auto found = into.FindMember(member.name);
-    if (found != into.MemberEnd()) {
-      found->value.CopyFrom(member.value, into.GetAllocator());
-    } else {
-      into.AddMember(JVal(member.name, into.GetAllocator()),
-                     JVal(member.value, into.GetAllocator()), into.GetAllocator());
-    }
-  }
-}
-
-// Parses the non-null value columns from `first` on and merges them.
-void ParseAndMerge(sqlite3_stmt* row, int first, int last, JDoc& merged) {
-  merged.SetNull();
-  for (int column = first; column <= last; ++column) {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row, column));
-    if (text == nullptr) continue;
-    if (merged.IsNull()) {
-      merged.Parse(text);
-    } else {
-      Document layer;
-      layer.doc.Parse(text);
-      HandMerge(merged, layer.doc);
-    }
-  }
-}
-
-const char* const kSelectOne =
-    "SELECT Version, VitalValue, CachedValue, AutoConfValue, UserValue, Success, CreationTime, "
-    "ModifiedTime, Revision FROM Config WHERE Name=? AND ConfigGroup=? AND Component=? AND "
-    "Identifier=?;";
 const char* const kSelectInstances =
     "SELECT Version, Success, Identifier, VitalValue, CachedValue, AutoConfValue, UserValue, "
     "CreationTime, ModifiedTime, Revision FROM Config WHERE Name=? AND ConfigGroup=? AND "
@@ -172,16 +133,7 @@ void BM_Baseline_Get_ThreeSources(benchmark::State& state) {
   sqlite3_open_v2(root.DatabasePath().c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
   sqlite3_stmt* select = nullptr;
   sqlite3_prepare_v2(db, kSelectOne, -1, &select, nullptr);
-  for (auto _ : state) {
-    sqlite3_bind_text(select, 1, "resolver", -1, SQLITE_STATIC);
-    sqlite3_bind_text(select, 2, "dns", -1, SQLITE_STATIC);
-    sqlite3_bind_text(select, 3, "net", -1, SQLITE_STATIC);
-    sqlite3_bind_text(select, 4, "", -1, SQLITE_STATIC);
-    Document merged;
-    if (sqlite3_step(select) == SQLITE_ROW) ParseAndMerge(select, 1, 4, merged.doc);
-    benchmark::DoNotOptimize(merged.doc.IsObject());
-    sqlite3_reset(select);
-  }
+  for (auto _ : state) benchmark::DoNotOptimize(bench::ReadResolver(select));
   sqlite3_finalize(select);
   sqlite3_close(db);
 }

@@ -15,6 +15,8 @@ namespace OrinConfigStore {
 namespace {
 
 constexpr const char* kSuccessful = "1";
+// Room on the stack for a merged layer; a larger one continues on the heap.
+constexpr std::size_t kScratchBytes = 2048;
 constexpr const char* kGetFailed = "Get failed: ";
 
 void Store(RowMap& row, int columns, char** values, char** names) {
@@ -51,10 +53,33 @@ int FetchRows(const Connection& connection, const std::string& statement, RowLis
 }
 
 const char* RowView::Get(const char* column) const {
+  if (memo_ != nullptr) {
+    // Every row of a statement has the same columns: the place a column was
+    // found at is tried first.
+    for (const ColumnMemo::Entry& entry : memo_->entries) {
+      if (entry.column != column) continue;
+      if (entry.index < columns_ && std::strcmp(names_[entry.index], column) == 0) {
+        return values_[entry.index];
+      }
+      break;
+    }
+  }
   for (int i = 0; i < columns_; ++i) {
-    if (std::strcmp(names_[i], column) == 0) return values_[i];
+    if (std::strcmp(names_[i], column) != 0) continue;
+    if (memo_ != nullptr) memo_->Remember(column, i);
+    return values_[i];
   }
   return nullptr;
+}
+
+void ColumnMemo::Remember(const char* column, int index) {
+  for (Entry& entry : entries) {
+    if (entry.column == column) {
+      entry.index = index;
+      return;
+    }
+  }
+  if (entries.size() < kEntries) entries.push_back({column, index});
 }
 
 std::shared_ptr<ConfigStoreObject> RowLayers::Layer(const char* column) {
@@ -71,14 +96,22 @@ std::shared_ptr<ConfigStoreObject> RowLayers::Merged(std::initializer_list<const
   std::shared_ptr<ConfigStoreObject> merged;
   for (const char* text : texts) {
     if (text == nullptr) continue;
-    const auto layer = CreateDocumentFromStoredText(text, std::strlen(text));
+    const std::size_t length = std::strlen(text);
     if (merged == nullptr) {
-      merged = Wrap(layer);
+      merged = Wrap(CreateDocumentFromStoredText(text, length));
       continue;
     }
-    WriteInstanceId(layer->GetDocument());
+    // A later layer lives only until it is merged: it is parsed into memory
+    // on the stack rather than into a document of its own.
+    char scratch[kScratchBytes];
+    JAllocator pool(scratch, sizeof scratch, kScratchBytes);
+    JDoc layer(&pool);
+    if (!ConfigStoreDocument::ParseStored(layer, text, length)) {
+      ThrowException<InvalidArgumentException>(CS_ERR_JSON_PARSE_STRING);
+    }
+    WriteInstanceId(layer);
     ConfigStoreObjectImpl& into = ConfigStoreObjectInternal::Impl(*merged);
-    MergeInto(into.DataValue(), layer->GetDocument(), nullptr, into.GetJsonDoc()->GetAllocator());
+    MergeInto(into.DataValue(), layer, nullptr, into.GetJsonDoc()->GetAllocator());
   }
   return merged;
 }

@@ -39,12 +39,26 @@ int FetchRow(const Connection& connection, const std::string& statement, RowMap&
 // Runs `statement` and collects one map per row. Returns the result.
 int FetchRows(const Connection& connection, const std::string& statement, RowList& rows);
 
+// Where the rows of one run of a statement hold the columns asked for, by
+// the address of the name asked with (callers ask with the same constants
+// row after row).
+struct ColumnMemo {
+  struct Entry {
+    const char* column;
+    int index;
+  };
+  static constexpr std::size_t kEntries = 16;
+  std::vector<Entry> entries;
+
+  void Remember(const char* column, int index);
+};
+
 // One result row as the database layer hands it over: the same lookups as a
 // row map, without copying the row. Valid only while the row is visited.
 class RowView {
  public:
-  RowView(int columns, char** values, char** names)
-      : columns_(columns), values_(values), names_(names) {}
+  RowView(int columns, char** values, char** names, ColumnMemo* memo = nullptr)
+      : columns_(columns), values_(values), names_(names), memo_(memo) {}
   // The column's text; null when the column is absent or SQL NULL.
   const char* Get(const char* column) const;
 
@@ -52,6 +66,7 @@ class RowView {
   int columns_;
   char** values_;
   char** names_;
+  ColumnMemo* memo_;
 };
 
 // Runs `statement` and calls `visit` for each row; an exception thrown by
@@ -93,13 +108,18 @@ class RowLayers {
 
 template <typename Visit>
 int VisitRows(const Connection& connection, const std::string& statement, Visit& visit) {
+  struct Context {
+    Visit& visit;
+    ColumnMemo memo;
+  } context{visit, {}};
   return DBStore::ExecuteV2(
       connection, statement,
-      [](void* context, int columns, char** values, char** names) {
-        (*static_cast<Visit*>(context))(RowView(columns, values, names));
+      [](void* state, int columns, char** values, char** names) {
+        auto& run = *static_cast<Context*>(state);
+        run.visit(RowView(columns, values, names, &run.memo));
         return 0;
       },
-      &visit, kStatementTimeoutMs);
+      &context, kStatementTimeoutMs);
 }
 
 // Merges the layers into the first present one, later layers winning
