@@ -33,10 +33,12 @@ class SchemaObjectCache {
 // store without the type.
 //
 // Parsed types are cached process-wide, so a lookup costs a map search plus
-// two cheap checks that the database is still the same (a stat of the file
-// and SQLite's data version); a type loaded since, by this process or
-// another, is seen by the next lookup. Lookups never create the database: a
-// missing database knows no types. Thread-safe.
+// a comparison of the header of the database's WAL index with the copy kept
+// at the last check (SQLite's data version is asked only when it moved); a
+// type loaded since, by this process or another, is seen by the next
+// lookup. A database deleted and made anew is noticed within a second.
+// Lookups never create the database: a missing database knows no types.
+// Thread-safe.
 class SchemaStore {
  public:
   static std::shared_ptr<SchemaStore> GetStore();
