@@ -15,6 +15,7 @@
 #include "platform/schema_object.h"
 #include "source_split.h"
 #include "validation/schema_validation.h"
+#include "value_columns.h"
 
 namespace OrinSchemaStore {
 
@@ -52,23 +53,13 @@ constexpr const char* kRefused = "Schema load refused:";
 constexpr const char* kWriteFailed = "Schema load failed: the migrated objects cannot be written";
 constexpr const char* kRoot = "/";
 
-// A value column of a table of objects: the source it holds, the tags a
-// write of that source is validated with, and the source an added member
-// must belong to for an "add" step to write it there.
-struct ValueColumn {
-  const char* column;
-  const char* source;
-  const TagSet* tags;
-  ValueSource owner;
-};
-
 struct ObjectTable {
   const char* name;
-  const char* select;         // identity parts: key, group, component
-  const char* updateValues;   // values..., version, component, group, key, identifier
-  const char* updateVersion;  // version, component, group, key, identifier
-  std::vector<ValueColumn> columns;
-  bool recorded;  // in the change history
+  const char* select;                       // identity parts: key, group, component
+  const char* updateValues;                 // values..., version, component, group, key, identifier
+  const char* updateVersion;                // version, component, group, key, identifier
+  const std::vector<ValueColumn>& columns;  // an "add" step writes where its member's owner is
+  bool recorded;                            // in the change history
 };
 
 const ObjectTable kConfigTable{
@@ -80,11 +71,7 @@ const ObjectTable kConfigTable{
     "Name = ? AND Identifier = ifnull(?, '');",
     "UPDATE Config SET Version = ifnull(?, '') WHERE Component = ? AND ConfigGroup = ? AND "
     "Name = ? AND Identifier = ifnull(?, '');",
-    {{"AutoConfValue", "automatic", &kUserTags, ValueSource::kUser},
-     {"UserValue", "user", &kUserTags, ValueSource::kUser},
-     {"VitalValue", "vital", &kVitalTags, ValueSource::kVital},
-     {"CachedValue", "cached", &kCachedTags, ValueSource::kCached},
-     {"DesiredValue", "desired", &kUserTags, ValueSource::kUser}},
+    kConfigValueColumns,
     true};
 
 const ObjectTable kDesiredTable{
@@ -96,9 +83,7 @@ const ObjectTable kDesiredTable{
     "ifnull(?, '');",
     "UPDATE DesiredUserConfig SET Version = ifnull(?, '') WHERE Component = ? AND ConfigGroup = "
     "? AND Name = ? AND Identifier = ifnull(?, '');",
-    {{"Value", "desired user", &kUserTags, ValueSource::kUser},
-     {"VitalValue", "desired vital", &kVitalTags, ValueSource::kVital},
-     {"CachedValue", "desired cached", &kCachedTags, ValueSource::kCached}},
+    kDesiredValueColumns,
     false};
 
 const ObjectTable* const kObjectTables[] = {&kConfigTable, &kDesiredTable};

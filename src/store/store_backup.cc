@@ -29,12 +29,13 @@ constexpr const char* kPreviousBackupSuffix = ".previous-backup";
 constexpr const char* kLastChange = "SELECT seq FROM sqlite_sequence WHERE name = 'ConfigChanges';";
 constexpr const char* kTypeVersions = "SELECT Component, ConfigGroup, Name, Version FROM Schema;";
 // Every column of both tables, in key order: equal texts, equal types.
-constexpr const char* kTypeRows =
+const char* const kTypeRows[] = {
     "SELECT quote(Component) || quote(ConfigGroup) || quote(Name) || quote(Version) || "
     "quote(Value) || quote(NonSingleton) || quote(BootExempt) FROM Schema "
-    "ORDER BY Component, ConfigGroup, Name;"
+    "ORDER BY Component, ConfigGroup, Name;",
     "SELECT quote(Component) || quote(ConfigGroup) || quote(Name) || quote(ValueType) FROM "
-    "SmartnicSchema ORDER BY Component, ConfigGroup, Name;";
+    "SmartnicSchema ORDER BY Component, ConfigGroup, Name;",
+};
 constexpr const char* kCannotBackUp = "Cannot back up the store: ";
 constexpr const char* kCannotRestore = "Cannot restore the store: ";
 constexpr const char* kDamaged = "damaged";
@@ -76,12 +77,10 @@ std::string TypeRows(const std::string& path) {
   bool immutable = false;
   const auto db = SqliteDb::OpenReader(path, &error, &code, &immutable);
   if (!db) throw ConfigStoreException(kCannotRestore + path + ": " + error);
-  for (const char* statement = kTypeRows; *statement != '\0';) {
-    const char* end = std::strchr(statement, ';') + 1;
-    SqliteStatement select(*db, std::string(statement, end));
+  for (const char* statement : kTypeRows) {
+    SqliteStatement select(*db, statement);
     while (select.Next()) rows += select.ColumnText(0) + "\n";
     if (!select.Done()) throw ConfigStoreException(kCannotRestore + path + ": " + db->LastError());
-    statement = end;
   }
   return rows;
 }

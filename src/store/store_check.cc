@@ -11,6 +11,7 @@
 
 #include "configstore/exceptions.h"
 #include "configstore/json_doc.h"
+#include "db/value_columns.h"
 #include "objects/config_store_object_internal.h"
 #include "platform/db_store.h"
 #include "platform/host.h"
@@ -34,19 +35,9 @@ constexpr const char* kUnparsable = "unparsable";
 constexpr const char* kUnknownType = "unknown type";
 constexpr const char* kInvalid = "invalid";
 
-// Each value column (in kReadValues' order, after the identity), the source
-// it holds, and the tags that a write of that source is validated with (a
-// staged desired value stands for a user value, an automatic one comes from
-// an internal write of the user part).
-struct SourceColumn {
-  const char* source;
-  const TagSet* tags;
-};
+// Where kReadValues' value columns begin: after the identity, in
+// kConfigValueColumns' order.
 constexpr int kFirstValueColumn = 4;
-const SourceColumn kSourceColumns[] = {
-    {"automatic", &kUserTags}, {"user", &kUserTags},    {"vital", &kVitalTags},
-    {"cached", &kCachedTags},  {"desired", &kUserTags},
-};
 
 void AddProblem(StoreCheck& check, const char* kind, const ConfigStoreObjectId& id,
                 const char* source, std::string detail, const char* database = "") {
@@ -84,7 +75,7 @@ std::string Listed(const std::vector<ErrorInfo>& errors) {
   return listed;
 }
 
-void CheckValue(const ConfigStoreObjectId& id, const SchemaPtr& schema, const SourceColumn& column,
+void CheckValue(const ConfigStoreObjectId& id, const SchemaPtr& schema, const ValueColumn& column,
                 const char* text, StoreCheck& check) {
   std::shared_ptr<ConfigStoreObject> object;
   try {
@@ -133,7 +124,7 @@ void CheckRow(const SqliteStatement& row, StoreCheck& check, TypeMemo& types) {
     return;
   }
   int column = kFirstValueColumn;
-  for (const SourceColumn& source : kSourceColumns) {
+  for (const ValueColumn& source : kConfigValueColumns) {
     if (const char* value = row.ColumnTextOrNull(column++)) {
       CheckValue(id, schema, source, value, check);
     }
