@@ -167,7 +167,7 @@ class TypeCache {
     // watched, lookups ask only after it moved; a reader of the file alone
     // has none, and there the files' stamps, once they have been left alone
     // for a while, tell the same more cheaply.
-    if (watch_.Active() || (!reader_->Immutable() && watch_.Start(path_))) {
+    if (watch_.Active() || (!reader_->Immutable() && watch_.Start(reader_->WalIndex()))) {
       watch_.Remember();
       CheckDataVersion();
       checkedAt_ = CoarseMilliseconds();
@@ -200,7 +200,7 @@ class TypeCache {
 
   std::mutex mutex_;
   std::unique_ptr<SchemaReader> reader_;
-  OrinConfigStore::WalIndexWatch watch_;
+  OrinConfigStore::WalIndexWatch watch_;  // on reader_'s mapping
   long long checkedAt_ = 0;
   pid_t owner_ = 0;
   std::string path_;

@@ -114,6 +114,20 @@ void SqliteDb::PersistWal() {
   sqlite3_file_control(db_, "main", SQLITE_FCNTL_PERSIST_WAL, &persist);
 }
 
+const volatile void* SqliteDb::WalIndex() const {
+  // One page of the index, as SQLite maps it.
+  constexpr int kIndexPage = 32768;
+  sqlite3_file* file = nullptr;
+  if (sqlite3_file_control(db_, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
+      file == nullptr || file->pMethods == nullptr || file->pMethods->iVersion < 2 ||
+      file->pMethods->xShmMap == nullptr) {
+    return nullptr;
+  }
+  volatile void* region = nullptr;
+  if (file->pMethods->xShmMap(file, 0, kIndexPage, 0, &region) != SQLITE_OK) return nullptr;
+  return region;
+}
+
 SqliteStatement::SqliteStatement(const SqliteDb& db, const std::string& sql) {
   if (sqlite3_prepare_v2(db.Handle(), sql.c_str(), static_cast<int>(sql.size()), &statement_,
                          nullptr) != SQLITE_OK) {

@@ -1,40 +1,17 @@
 #include "wal_index_watch.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstring>
 
 namespace OrinConfigStore {
 
-namespace {
-constexpr const char* kIndexSuffix = "-shm";
-// The index is mapped by the page; its header sits at the start.
-constexpr std::size_t kMappedBytes = 4096;
-}  // namespace
-
-bool WalIndexWatch::Start(const std::string& databasePath) {
+bool WalIndexWatch::Start(const volatile void* header) {
   Stop();
-  const int fd = ::open((databasePath + kIndexSuffix).c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return false;
-  struct stat info;
-  // An index not yet as long as a page is still being set up: watch later.
-  if (::fstat(fd, &info) == 0 && static_cast<std::size_t>(info.st_size) >= kMappedBytes) {
-    void* map = ::mmap(nullptr, kMappedBytes, PROT_READ, MAP_SHARED, fd, 0);
-    if (map != MAP_FAILED) {
-      map_ = map;
-      length_ = kMappedBytes;
-    }
-  }
-  ::close(fd);
+  map_ = static_cast<const volatile unsigned char*>(header);
   return Active();
 }
 
 void WalIndexWatch::Stop() {
-  if (map_ != nullptr) ::munmap(map_, length_);
   map_ = nullptr;
   remembered_ = false;
 }
@@ -43,7 +20,7 @@ void WalIndexWatch::Stop() {
 // which can only make it differ, never hide a finished commit.
 void WalIndexWatch::Copy(unsigned char* into) const {
   std::atomic_thread_fence(std::memory_order_acquire);
-  std::memcpy(into, map_, kHeaderBytes);
+  for (std::size_t i = 0; i < kHeaderBytes; ++i) into[i] = map_[i];
 }
 
 void WalIndexWatch::Remember() {

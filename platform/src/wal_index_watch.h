@@ -10,13 +10,13 @@
 // where asking SQLite (PRAGMA data_version) costs file locks and a stat()
 // of the files costs system calls.
 //
-// The index stays in place only while some connection has the database
-// open: SQLite may truncate it when the first connection opens the database
-// afresh. The watcher is therefore used only beside a connection of its own
-// on the database, which it must not outlive.
+// The header is read through the mapping of a connection of the watcher's
+// owner (SqliteDb::WalIndex), never through a descriptor of its own: closing
+// any descriptor of the file would drop every lock the process holds on it,
+// among them the one that keeps other processes from resetting the index
+// under the mapping. The watcher must not outlive that connection.
 
 #include <cstddef>
-#include <string>
 
 namespace OrinConfigStore {
 
@@ -27,9 +27,9 @@ class WalIndexWatch {
   WalIndexWatch(const WalIndexWatch&) = delete;
   WalIndexWatch& operator=(const WalIndexWatch&) = delete;
 
-  // Maps the index of the database at `databasePath` read-only; false when
-  // it has none yet (no WAL, or a reader of the file alone).
-  bool Start(const std::string& databasePath);
+  // Watches the index whose header is at `header` (SqliteDb::WalIndex);
+  // false, watching nothing, when it is null.
+  bool Start(const volatile void* header);
   void Stop();
   bool Active() const { return map_ != nullptr; }
 
@@ -45,8 +45,7 @@ class WalIndexWatch {
  private:
   void Copy(unsigned char* into) const;
 
-  void* map_ = nullptr;
-  std::size_t length_ = 0;
+  const volatile unsigned char* map_ = nullptr;
   unsigned char seen_[kHeaderBytes] = {};
   bool remembered_ = false;
 };

@@ -62,6 +62,8 @@ class SchemaReader {
   // were missing when it opened (SqliteDb::OpenReader): it sees no commit
   // made since, and must be opened again once they are there.
   bool Immutable() const { return immutable_; }
+  // The reader's mapping of the WAL index (SqliteDb::WalIndex).
+  const volatile void* WalIndex() const { return db_->WalIndex(); }
 
  private:
   explicit SchemaReader(std::unique_ptr<OrinConfigStore::SqliteDb> db);

@@ -54,6 +54,11 @@ class SqliteDb {
   // Keeps the -wal and -shm files when the last connection closes, so that
   // a reader without write permission on their directory finds them.
   void PersistWal();
+  // The start of the connection's mapping of the database's shared-memory
+  // WAL index (its header first); null when it has none (not in WAL mode,
+  // opened immutable, or nothing read yet). Valid while the connection is
+  // open.
+  const volatile void* WalIndex() const;
   sqlite3* Handle() const { return db_; }
 
  private:
