@@ -94,16 +94,36 @@ std::string GetKeyValue(const std::string& key) {
 bool ReadSwitch(const std::string& key, std::string& value) {
   value.clear();
   if (!FileExists(HostPath(DBStore::kConfigDatabaseFile))) return true;
-  const auto connection = DBStore::GetConnection(DBStore::CONFIG);
+  return ReadSwitch(key, value, DBStore::GetConnection(DBStore::CONFIG));
+}
+
+bool ReadSwitch(const std::string& key, std::string& value,
+                const std::shared_ptr<DBStore::StoreConnection>& connection) {
+  value.clear();
   return connection && DBStore::ReadKeyValue(key, value, connection) == 0;
 }
 
+namespace {
+
 // A flag that cannot be read fails closed: treating it as "not booting"
 // would let user writes through that the boot is meant to hold back.
+bool BootFlagOn(bool read, const std::string& value) {
+  if (!read) throw ConfigStoreException(kReadValueFailed);
+  return value == kSwitchOn;
+}
+
+}  // namespace
+
 bool IsBoot() {
   std::string value;
-  if (!ReadSwitch(kBootKey, value)) throw ConfigStoreException(kReadValueFailed);
-  return value == kSwitchOn;
+  const bool read = ReadSwitch(kBootKey, value);
+  return BootFlagOn(read, value);
+}
+
+bool IsBoot(const std::shared_ptr<DBStore::StoreConnection>& connection) {
+  std::string value;
+  const bool read = ReadSwitch(kBootKey, value, connection);
+  return BootFlagOn(read, value);
 }
 
 }  // namespace OrinConfigStore

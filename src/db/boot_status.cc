@@ -174,9 +174,8 @@ void SetKernelOptionsInternal(const std::shared_ptr<ConfigStoreObject>& object,
   const std::string statement =
       FormatSql(Statements().kernelOptions.c_str(),
                 {id.instanceId, id.key, id.group, id.component, VersionToStore(*object, schema)});
-  const std::vector<std::string> values{
-      GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kUser)),
-      GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kVital))};
+  const std::vector<std::string> values{SplitText(*object, schema, ValueSource::kUser),
+                                        SplitText(*object, schema, ValueSource::kVital)};
   WriteRecordedRow(connection, id, statement, values, kChangeSet,
                    kKernelWriteFailed + id.toString());
 }

@@ -6,6 +6,7 @@
 #include "configstore/logger.h"
 #include "objects/filter_object_impl.h"
 #include "platform/schema_object.h"
+#include "platform/switches.h"
 #include "sql_format.h"
 
 namespace OrinConfigStore {
@@ -106,7 +107,7 @@ std::shared_ptr<ConfigStoreObject> GetConfigByBootAndContext(const ConfigStoreOb
                                                              const SchemaPtr& schema,
                                                              const USERDATA_CONTEXT& context,
                                                              const Connection& connection) {
-  const bool booting = IsBoot();
+  const bool booting = IsBoot(connection);
   std::shared_ptr<ConfigStoreObject> user;
   if (context == EXTERNAL) {
     const bool asStored = booting && schema->IsBootExempt();

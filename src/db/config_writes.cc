@@ -31,9 +31,9 @@ std::vector<std::string> RowParts(const ConfigStoreObjectId& id, const std::stri
 // The user, vital and cached parts of the object, serialised ("" for none).
 std::vector<std::string> SourceParts(const std::shared_ptr<ConfigStoreObject>& object,
                                      const SchemaPtr& schema) {
-  return {GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kUser)),
-          GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kVital)),
-          GetDataIfNotNull(SplitObjectBySource(object, schema, ValueSource::kCached))};
+  return {SplitText(*object, schema, ValueSource::kUser),
+          SplitText(*object, schema, ValueSource::kVital),
+          SplitText(*object, schema, ValueSource::kCached)};
 }
 
 const std::string& Column(const ColumnValues& values, const char* column) {

@@ -37,9 +37,9 @@ int AppendRow(void* context, int columns, char** values, char** names) {
   return 0;
 }
 
-std::string Entry(const RowView& row, const char* column) {
+std::string_view TextOf(const RowView& row, const char* column) {
   const char* value = row.Get(column);
-  return value != nullptr ? value : std::string();
+  return value != nullptr ? std::string_view(value) : std::string_view();
 }
 
 }  // namespace
@@ -89,7 +89,7 @@ std::shared_ptr<ConfigStoreObject> RowLayers::Layer(const char* column) {
 std::shared_ptr<ConfigStoreObject> RowLayers::UserLayer() { return Merged({AppliedUserText()}); }
 
 const char* RowLayers::AppliedUserText() const {
-  return Entry(row_, kSuccess) == kSuccessful ? row_.Get(kUserValue) : nullptr;
+  return TextOf(row_, kSuccess) == kSuccessful ? row_.Get(kUserValue) : nullptr;
 }
 
 std::shared_ptr<ConfigStoreObject> RowLayers::Merged(std::initializer_list<const char*> texts) {
@@ -133,13 +133,10 @@ void RowLayers::WriteInstanceId(JDoc& layer) const {
 
 std::shared_ptr<ConfigStoreObject> RowLayers::Wrap(std::shared_ptr<JsonDoc> document) {
   if (!stamp_) {
-    auto stamp = std::make_shared<ObjectStamp>();
-    stamp->version = Entry(row_, kVersion);
-    stamp->creationTime = Entry(row_, kCreationTime);
-    stamp->modifiedTime = Entry(row_, kModifiedTime);
-    stamp->revision =
-        static_cast<std::uint32_t>(std::strtoul(Entry(row_, kRevision).c_str(), nullptr, 10));
-    stamp_ = std::move(stamp);
+    const char* revision = row_.Get(kRevision);
+    stamp_ = std::make_shared<ObjectStamp>(
+        TextOf(row_, kVersion), TextOf(row_, kCreationTime), TextOf(row_, kModifiedTime),
+        revision != nullptr ? static_cast<std::uint32_t>(std::strtoul(revision, nullptr, 10)) : 0);
   }
   return ConfigStoreObjectInternal::Wrap(
       std::make_shared<ConfigStoreObjectImpl>(id_, std::move(document), schema_, stamp_));

@@ -40,15 +40,6 @@ constexpr const char* kInsertDefault =
 
 using Connection = std::shared_ptr<DBStore::StoreConnection>;
 
-// The text of one source's part of `instance`, "" when it has none (bound
-// as NULL).
-std::string PartText(const JVal& instance, const JVal& schema, ValueSource source) {
-  const auto part = OrinConfigStore::SplitBySource(instance, schema, source);
-  std::string text;
-  if (part) OrinConfigStore::ConfigStoreDocument::SerializeValue(*part, text);
-  return text;
-}
-
 bool WriteInstance(const Connection& connection, const SchemaDefinition& definition,
                    const JVal& instance) {
   const JVal& schema = *definition.schema;
@@ -60,9 +51,9 @@ bool WriteInstance(const Connection& connection, const SchemaDefinition& definit
       definition.key,
       id,
       definition.version,
-      PartText(instance, schema, ValueSource::kUser),
-      PartText(instance, schema, ValueSource::kVital),
-      PartText(instance, schema, ValueSource::kCached),
+      OrinConfigStore::SplitText(instance, schema, ValueSource::kUser),
+      OrinConfigStore::SplitText(instance, schema, ValueSource::kVital),
+      OrinConfigStore::SplitText(instance, schema, ValueSource::kCached),
   };
   return DBStore::Execute(connection, kInsertDefault, values, {}, DBStore::kStatementTimeoutMs) ==
          0;

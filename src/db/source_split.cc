@@ -115,15 +115,18 @@ std::unique_ptr<JDoc> SplitBySource(const JVal& data, const JVal& schema, ValueS
   return part;
 }
 
-std::shared_ptr<ConfigStoreObject> SplitObjectBySource(
-    const std::shared_ptr<ConfigStoreObject>& object,
-    const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema, ValueSource source) {
-  const JVal& data = ConfigStoreObjectInternal::Impl(*object).DataValue();
-  std::unique_ptr<JDoc> part = SplitBySource(data, schema->GetSchemaJson(), source);
-  if (!part) return nullptr;
-  auto document = CreateDocument();
-  document->GetDocument().Swap(*part);
-  return CreateObject(object->GetConfigStoreObjectId(), std::move(document), schema);
+std::string SplitText(const JVal& data, const JVal& schema, ValueSource source) {
+  const std::unique_ptr<JDoc> part = SplitBySource(data, schema, source);
+  std::string text;
+  if (part) ConfigStoreDocument::SerializeValue(*part, text);
+  return text;
+}
+
+std::string SplitText(const ConfigStoreObject& object,
+                      const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema,
+                      ValueSource source) {
+  const JVal& data = ConfigStoreObjectInternal::Impl(object).DataValue();
+  return SplitText(data, schema->GetSchemaJson(), source);
 }
 
 }  // namespace OrinConfigStore

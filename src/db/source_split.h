@@ -2,6 +2,7 @@
 #define SRC_DB_SOURCE_SPLIT_H_
 
 #include <memory>
+#include <string>
 
 #include "configstore/config_store_object.h"
 #include "configstore/json.h"
@@ -30,11 +31,13 @@ enum class ValueSource { kUser, kVital, kCached };
 // wrong shape.
 std::unique_ptr<JDoc> SplitBySource(const JVal& data, const JVal& schema, ValueSource source);
 
-// The same for a configuration object: a new object with the same identifier
-// holding the part, or null.
-std::shared_ptr<ConfigStoreObject> SplitObjectBySource(
-    const std::shared_ptr<ConfigStoreObject>& object,
-    const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema, ValueSource source);
+// The part serialised, "" when there is none (a value column's NULL).
+std::string SplitText(const JVal& data, const JVal& schema, ValueSource source);
+
+// The same for a configuration object's data, by its type's schema.
+std::string SplitText(const ConfigStoreObject& object,
+                      const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema,
+                      ValueSource source);
 
 }  // namespace OrinConfigStore
 

@@ -70,6 +70,11 @@ bool IsWardenNotificationEnabled() {
   return ReadSwitch(kSwitchKey, value) && value == kSwitchOn;
 }
 
+bool IsWardenNotificationEnabled(const std::shared_ptr<DBStore::StoreConnection>& connection) {
+  std::string value;
+  return ReadSwitch(kSwitchKey, value, connection) && value == kSwitchOn;
+}
+
 std::unordered_set<std::string> ReadNotifyAllowlist() {
   const std::string path = HostPath(kNotifyAllowlistFile);
   if (!FileExists(path)) {

@@ -8,11 +8,16 @@
 // operation that caused it: every failure is logged and swallowed.
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <unordered_set>
 #include <vector>
 
 #include "configstore/object_id.h"
+
+namespace DBStore {
+class StoreConnection;
+}
 
 namespace OrinConfigStore {
 
@@ -24,6 +29,8 @@ constexpr const char* kWardenEndpoint = "tslLocalSocketWardenNotifyNexa";
 
 // Whether the switch is on; read anew on every call.
 bool IsWardenNotificationEnabled();
+// The same, read on `connection` (in its open transaction, if any).
+bool IsWardenNotificationEnabled(const std::shared_ptr<DBStore::StoreConnection>& connection);
 
 // Reads and parses the allowlist file: an array of "component.group.key"
 // names and "component.group.*" patterns. Throws ConfigStoreException 2000

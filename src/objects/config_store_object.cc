@@ -35,14 +35,14 @@ ConfigStoreObjectImpl& ConfigStoreObject::ObjectImpl() const {
   return static_cast<ConfigStoreObjectImpl&>(Impl());
 }
 
-std::string ConfigStoreObject::GetVersion() const { return ObjectImpl().GetStamp().version; }
+std::string ConfigStoreObject::GetVersion() const { return ObjectImpl().GetStamp().Version(); }
 std::string ConfigStoreObject::GetCreationTime() const {
-  return ObjectImpl().GetStamp().creationTime;
+  return ObjectImpl().GetStamp().CreationTime();
 }
 std::string ConfigStoreObject::GetModifiedTime() const {
-  return ObjectImpl().GetStamp().modifiedTime;
+  return ObjectImpl().GetStamp().ModifiedTime();
 }
-std::uint32_t ConfigStoreObject::GetRevision() const { return ObjectImpl().GetStamp().revision; }
+std::uint32_t ConfigStoreObject::GetRevision() const { return ObjectImpl().GetStamp().Revision(); }
 std::string ConfigStoreObject::GetIdMapStr() const { return ObjectImpl().GetIdMapStr(); }
 std::string ConfigStoreObject::GetData() const { return ObjectImpl().GetData(); }
 std::string ConfigStoreObject::GetSerializedData() const {

@@ -97,6 +97,22 @@ ConfigStoreObjectImpl::ConfigStoreObjectImpl(const ConfigStoreObjectId& id,
 
 ConfigStoreObjectImpl::~ConfigStoreObjectImpl() = default;
 
+ObjectStamp::ObjectStamp(std::string_view version, std::string_view creationTime,
+                         std::string_view modifiedTime, std::uint32_t revision)
+    : revision_(revision) {
+  texts_.reserve(version.size() + creationTime.size() + modifiedTime.size());
+  int index = 0;
+  for (const std::string_view text : {version, creationTime, modifiedTime}) {
+    texts_.append(text);
+    ends_[index++] = static_cast<std::uint32_t>(texts_.size());
+  }
+}
+
+std::string ObjectStamp::Part(int index) const {
+  const std::uint32_t begin = index == 0 ? 0 : ends_[index - 1];
+  return texts_.substr(begin, ends_[index] - begin);
+}
+
 const ObjectStamp& ConfigStoreObjectImpl::GetStamp() const {
   static const ObjectStamp kUnstamped;
   return stamp_ ? *stamp_ : kUnstamped;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "configstore/config_store_object.h"
@@ -19,11 +20,25 @@ class FilterSpecObject;
 
 // The row metadata a configuration object carries as the store reports it.
 // One stamp is shared by every object built from the same row, and by views.
-struct ObjectStamp {
-  std::string version;
-  std::string creationTime;
-  std::string modifiedTime;
-  std::uint32_t revision = 0;
+// The three texts share one buffer: a list read stamps every object it
+// returns, and one allocation per stamp is cheaper than three.
+class ObjectStamp {
+ public:
+  ObjectStamp() = default;
+  ObjectStamp(std::string_view version, std::string_view creationTime,
+              std::string_view modifiedTime, std::uint32_t revision);
+
+  std::string Version() const { return Part(0); }
+  std::string CreationTime() const { return Part(1); }
+  std::string ModifiedTime() const { return Part(2); }
+  std::uint32_t Revision() const { return revision_; }
+
+ private:
+  std::string Part(int index) const;
+
+  std::string texts_;  // the three texts, one after the other
+  std::uint32_t ends_[3] = {0, 0, 0};
+  std::uint32_t revision_ = 0;
 };
 using StampPtr = std::shared_ptr<const ObjectStamp>;
 

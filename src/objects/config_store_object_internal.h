@@ -19,12 +19,32 @@ namespace OrinConfigStore {
 // and configuration objects built for a type.
 class ConfigStoreObjectInternal {
  public:
+  // The handle and its reference count in one allocation.
   static std::shared_ptr<ConfigStoreObject> Wrap(std::shared_ptr<ConfigStoreObjectImpl> impl) {
-    return std::shared_ptr<ConfigStoreObject>(new ConfigStoreObject(std::move(impl)));
+    return std::allocate_shared<ConfigStoreObject>(HandleAllocator<ConfigStoreObject>(),
+                                                   std::move(impl));
   }
   static ConfigStoreObjectImpl& Impl(const ConfigStoreObject& object) {
     return object.ObjectImpl();
   }
+
+ private:
+  // std::allocator, except that it may call the handle's private
+  // constructor, being a member of a friend.
+  template <typename T>
+  struct HandleAllocator : std::allocator<T> {
+    template <typename U>
+    struct rebind {
+      using other = HandleAllocator<U>;
+    };
+    HandleAllocator() = default;
+    template <typename U>
+    explicit HandleAllocator(const HandleAllocator<U>&) {}
+    template <typename U, typename... Args>
+    void construct(U* place, Args&&... args) {
+      ::new (static_cast<void*>(place)) U(std::forward<Args>(args)...);
+    }
+  };
 };
 
 class FilterSpecObjectInternal {

@@ -101,9 +101,10 @@ ImportedType ReadType(const ConfigStoreObjectId& id, const JVal& entry, const Sc
   } else {
     type.objects.push_back(ImportedObject(id, "", entry, schema));
   }
+  BootContextCheck bootRule(context);
   for (const auto& object : type.objects) {
     ValidateCsoId(object, schema);
-    CheckObjectUserContext(object, schema, context);
+    bootRule.Check(object, schema);
   }
   return type;
 }

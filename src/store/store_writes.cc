@@ -15,6 +15,7 @@
 #include "objects/config_store_object_internal.h"
 #include "objects/object_merge.h"
 #include "platform/schema_object.h"
+#include "platform/switches.h"
 #include "validation/identity_checks.h"
 #include "validation/schema_validation.h"
 
@@ -63,8 +64,14 @@ std::shared_ptr<ConfigStoreObject> Copy(const std::shared_ptr<ConfigStoreObject>
 void ConfigStoreImpl::RunInTransaction(const char* operation,
                                        const std::vector<ConfigStoreObjectId>& changed,
                                        const std::function<void()>& work) {
-  OrinConfigStore::RunInTransaction(connection_, TransactionPolicy::ForOperation(operation), work);
-  NotifyIfAllowlisted(changed);
+  // The switch is read in the write's own transaction, which holds the
+  // database already; a read of its own would take the lock again.
+  bool notify = false;
+  OrinConfigStore::RunInTransaction(connection_, TransactionPolicy::ForOperation(operation), [&] {
+    work();
+    notify = !changed.empty() && IsWardenNotificationEnabled(connection_);
+  });
+  if (notify) NotifyIfAllowlisted(changed);
 }
 
 void ConfigStoreImpl::Set(std::shared_ptr<ConfigStoreObject> object,
@@ -124,12 +131,12 @@ void ConfigStoreImpl::Update(std::shared_ptr<ConfigStoreObject> object,
   const SchemaPtr schema = CheckedSchema(object);
   ValidateUpdate(schema, object);
   const bool userType = isUserType(object, schema);
-  CheckBootContext(schema, userType, context);
   const UPDATE_CONTEXT updateContext = context == INTERNAL ? UPDATE_AUTOMATIC
                                        : userType          ? UPDATE_USER_DROP_DESIRED
                                                            : UPDATE_USER_KEEP_SUCCESS;
   const JVal* instanceKeys = &schema->GetInstanceKeyMap();
   RunInTransaction("Update", {id}, [&] {
+    ApplyBootRule(IsBoot(connection_), schema, userType, context);
     const auto stored = GetInternal(id, connection_, schema);
     if (!stored) {
       ValidateSet(schema, object);
@@ -183,13 +190,14 @@ void ConfigStoreImpl::SetInstances(std::vector<std::shared_ptr<ConfigStoreObject
   const ConfigStoreObjectId& first = objects.front()->GetConfigStoreObjectId();
   LogOperation(kWritePriority, "SetInstances", first, 0);
   SchemaPtr schema;
+  BootContextCheck bootRule(context);
   for (const auto& object : objects) {
     const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
     schema = LookupSchema(id);
     ValidateCsoIdInstances(id, schema);
     validateInstanceId(id);
     ValidateSet(schema, object);
-    CheckObjectUserContext(object, schema, context);
+    bootRule.Check(object, schema);
   }
   RequireOneType(objects);
   RunInTransaction("SetInstances", {first}, [&] {

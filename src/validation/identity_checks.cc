@@ -112,18 +112,29 @@ void checkUserContext(bool isBoot, const USERDATA_CONTEXT& context) {
   ThrowRule(kExternalDuringBoot);
 }
 
-// A null schema counts as not boot-exempt: the refusal is the safe side
-// when the type cannot be asked.
-void CheckBootContext(SchemaPtr schema, bool hasUserValues, const USERDATA_CONTEXT& context) {
-  if (!IsBoot()) return;
+void ApplyBootRule(bool booting, const SchemaPtr& schema, bool hasUserValues,
+                   const USERDATA_CONTEXT& context) {
+  if (!booting) return;
   if (!hasUserValues || (schema && schema->IsBootExempt())) return;
   checkUserContext(true, context);
 }
 
+// A null schema counts as not boot-exempt: the refusal is the safe side
+// when the type cannot be asked.
+void CheckBootContext(SchemaPtr schema, bool hasUserValues, const USERDATA_CONTEXT& context) {
+  ApplyBootRule(IsBoot(), schema, hasUserValues, context);
+}
+
 void CheckObjectUserContext(std::shared_ptr<ConfigStoreObject> object, SchemaPtr schema,
                             const USERDATA_CONTEXT& context) {
+  BootContextCheck(context).Check(object, schema);
+}
+
+void BootContextCheck::Check(const std::shared_ptr<ConfigStoreObject>& object,
+                             const SchemaPtr& schema) {
   const bool hasUserValues = isUserType(object, schema);
-  CheckBootContext(std::move(schema), hasUserValues, context);
+  if (!booting_) booting_ = IsBoot();
+  ApplyBootRule(*booting_, schema, hasUserValues, context_);
 }
 
 const ConfigStoreObjectId& ObjectIdOf(const std::shared_ptr<StoreObject>& object) {

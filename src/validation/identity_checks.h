@@ -12,6 +12,7 @@
 // CheckBootContext, which has none, treats it as not boot-exempt.
 
 #include <memory>
+#include <optional>
 
 #include "configstore/config_store.h"
 #include "configstore/config_store_object.h"
@@ -38,8 +39,24 @@ void validateInstanceId(const ConfigStoreObjectId& id);
 bool isUserType(std::shared_ptr<ConfigStoreObject> object, SchemaPtr schema);
 void checkUserContext(bool isBoot, const USERDATA_CONTEXT& context);
 void CheckBootContext(SchemaPtr schema, bool hasUserValues, const USERDATA_CONTEXT& context);
+// CheckBootContext with the boot flag read by the caller (`booting`).
+void ApplyBootRule(bool booting, const SchemaPtr& schema, bool hasUserValues,
+                   const USERDATA_CONTEXT& context);
 void CheckObjectUserContext(std::shared_ptr<ConfigStoreObject> object, SchemaPtr schema,
                             const USERDATA_CONTEXT& context);
+
+// CheckObjectUserContext over the objects of one write: the boot flag is a
+// read of the database, so it is read once, at the first object, and holds
+// for the rest.
+class BootContextCheck {
+ public:
+  explicit BootContextCheck(USERDATA_CONTEXT context) : context_(context) {}
+  void Check(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema);
+
+ private:
+  USERDATA_CONTEXT context_;
+  std::optional<bool> booting_;
+};
 
 // The identifier of `object`. A null object is a caller's fault and raises
 // InvalidArgumentException 1100 "Invalid Argument" rather than crashing.

@@ -6,7 +6,12 @@
 // every use. IsBoot and the public key-value access are declared in
 // configstore/config_store.h.
 
+#include <memory>
 #include <string>
+
+namespace DBStore {
+class StoreConnection;
+}
 
 namespace OrinConfigStore {
 
@@ -18,6 +23,14 @@ constexpr const char* kReadValueFailed = "Failed to read value from database.";
 // has no switches: `value` is "" and the read counts as done, without a log
 // line. False when the database exists but cannot be read.
 bool ReadSwitch(const std::string& key, std::string& value);
+
+// The same read on `connection`, inside whatever transaction it has open: a
+// write reads its switches in its own transaction, at no extra lock.
+bool ReadSwitch(const std::string& key, std::string& value,
+                const std::shared_ptr<DBStore::StoreConnection>& connection);
+
+// IsBoot on `connection`.
+bool IsBoot(const std::shared_ptr<DBStore::StoreConnection>& connection);
 
 }  // namespace OrinConfigStore
 
