@@ -202,10 +202,6 @@ void DeleteAutoConfConfigInstances(const ConfigStoreObjectId& id, const Connecti
   DeletePartialConfigInstances(kAutoConfValue, id, connection);
 }
 
-std::string GetDataIfNotNull(const std::shared_ptr<ConfigStoreObject>& object) {
-  return object ? object->GetSerializedData() : std::string();
-}
-
 void SetInternal(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema,
                  const USERDATA_CONTEXT& context, const Connection& connection) {
   CompleteRows rows;

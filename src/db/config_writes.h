@@ -67,9 +67,6 @@ void DeleteCachedConfigInstances(const ConfigStoreObjectId& id, const Connection
 void DeleteUserConfigInstances(const ConfigStoreObjectId& id, const Connection& connection);
 void DeleteAutoConfConfigInstances(const ConfigStoreObjectId& id, const Connection& connection);
 
-// The object's data as stored, or "" for a null object.
-std::string GetDataIfNotNull(const std::shared_ptr<ConfigStoreObject>& object);
-
 // Writes every source of the object at once from its split by the schema's
 // marks: the user part to UserValue (EXTERNAL) or AutoConfValue (INTERNAL),
 // the other of the two NULL. A Set so replaces every source of the row.
