@@ -195,6 +195,9 @@ using Binder = std::function<int(sqlite3_stmt*)>;
 // failure (logged at priority 0).
 int RunStatement(StoreConnection& connection, const std::string& text, const Binder& bind,
                  RowCallback callback, void* context, int timeoutMs);
+// The same with every row passed to `visitor` when it is not null.
+int RunStatementRows(StoreConnection& connection, const std::string& text, const Binder& bind,
+                     RowVisitor visitor, void* context, int timeoutMs);
 
 // Runs a transaction-control text (no rows, no parameters), waiting up to
 // kStatementTimeoutMs for a busy database; false, logged, on failure.

@@ -46,6 +46,7 @@ constexpr int kStoppedByCallback = -1;
 
 constexpr const char* kExecute = "Execute";
 constexpr const char* kExecuteV2 = "ExecuteV2";
+constexpr const char* kVisitRows = "VisitRows";
 
 // The name the statement gives column `index`, or the declared name of the
 // table column it reads when the two differ only in case: callers find
@@ -65,38 +66,46 @@ int Failed(sqlite3* db, const char* statement, int status) {
   return LogFailure(statement, status, sqlite3_errmsg(db));
 }
 
-// Steps `statement` to its end, passing each row to `callback` when there is
+// Steps `statement` to its end, passing each row to `visitor` when there is
 // one; SQLITE_OK, an SQLite error code, or kStoppedByCallback.
-int StepAll(sqlite3_stmt* statement, ColumnNames& names, RowCallback callback, void* context) {
-  std::vector<char*> values;
+int StepAll(sqlite3_stmt* statement, ColumnNames& names, RowVisitor visitor, void* context) {
   int status;
   while ((status = sqlite3_step(statement)) == SQLITE_ROW) {
-    if (callback == nullptr) continue;
-    const int count = sqlite3_column_count(statement);
-    values.assign(static_cast<std::size_t>(count), nullptr);
-    for (int i = 0; i < count; ++i) {
-      const unsigned char* text = sqlite3_column_text(statement, i);
-      values[static_cast<std::size_t>(i)] = const_cast<char*>(reinterpret_cast<const char*>(text));
-    }
-    if (callback(context, count, values.data(), names.For(statement)) != 0) {
-      return kStoppedByCallback;
-    }
+    if (visitor == nullptr) continue;
+    const StatementRow row(statement, sqlite3_column_count(statement), names.For(statement));
+    if (visitor(context, row) != 0) return kStoppedByCallback;
   }
   return status == SQLITE_DONE ? SQLITE_OK : status;
+}
+
+// A RowCallback's rows: every column as text, in one array kept for the run.
+struct TextRows {
+  RowCallback callback;
+  void* context;
+  std::vector<char*> values;
+};
+
+int PassAsTexts(void* state, const StatementRow& row) {
+  auto& rows = *static_cast<TextRows*>(state);
+  rows.values.resize(static_cast<std::size_t>(row.Columns()));
+  for (int i = 0; i < row.Columns(); ++i) {
+    rows.values[static_cast<std::size_t>(i)] = const_cast<char*>(row.Text(i));
+  }
+  return rows.callback(rows.context, row.Columns(), rows.values.data(), row.Names());
 }
 
 // Runs the statements of `text` from `offset` on, each prepared afresh:
 // only the first statement of a text is cached, and a text of several is
 // rare (schema creation).
 int RunRest(StoreConnection& connection, const std::string& text, std::size_t offset,
-            RowCallback callback, void* context) {
+            RowVisitor visitor, void* context) {
   sqlite3* db = connection.Handle();
   while (offset < text.size()) {
     int status = SQLITE_OK;
     const char* rest = text.c_str() + offset;
     const auto next = PrepareFirst(db, rest, text.size() - offset, &status);
     if (next == nullptr) return status == SQLITE_OK ? 0 : Failed(db, rest, status);
-    status = StepAll(next->statement, next->names, callback, context);
+    status = StepAll(next->statement, next->names, visitor, context);
     if (status != SQLITE_OK) return Failed(db, rest, status);
     offset += next->tailOffset;
   }
@@ -242,8 +251,24 @@ int LogNoConnection(const char* operation, int result) {
   return result;
 }
 
+const char* StatementRow::Text(int column) const {
+  return reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+}
+
+long long StatementRow::Integer(int column) const {
+  return sqlite3_column_int64(statement_, column);
+}
+
 int RunStatement(StoreConnection& connection, const std::string& text, const Binder& bind,
                  RowCallback callback, void* context, int timeoutMs) {
+  if (callback == nullptr)
+    return RunStatementRows(connection, text, bind, nullptr, nullptr, timeoutMs);
+  TextRows rows{callback, context, {}};
+  return RunStatementRows(connection, text, bind, PassAsTexts, &rows, timeoutMs);
+}
+
+int RunStatementRows(StoreConnection& connection, const std::string& text, const Binder& bind,
+                     RowVisitor visitor, void* context, int timeoutMs) {
   if (!connection.Revive()) return LogFailure(text.c_str(), SQLITE_CANTOPEN, kNotReopened);
   if (connection.TransactionLost())
     return LogFailure(text.c_str(), SQLITE_ABORT, kStatementAfterLostTransaction);
@@ -256,13 +281,13 @@ int RunStatement(StoreConnection& connection, const std::string& text, const Bin
   {
     const StatementLease lease(std::move(prepared));
     status = bind ? bind(lease->statement) : SQLITE_OK;
-    if (status == SQLITE_OK) status = StepAll(lease->statement, lease->names, callback, context);
+    if (status == SQLITE_OK) status = StepAll(lease->statement, lease->names, visitor, context);
     // Logged before the lease resets the statement, while SQLite still
     // holds the failure's message.
     if (status != SQLITE_OK) return Failed(db, text.c_str(), status);
     tail = lease->tailOffset;
   }
-  return RunRest(connection, text, tail, callback, context);
+  return RunRest(connection, text, tail, visitor, context);
 }
 
 bool RunControl(StoreConnection& connection, const std::string& text) {
@@ -292,6 +317,12 @@ int ExecuteV2(const std::shared_ptr<StoreConnection>& connection, const std::str
               RowCallback callback, void* context, int timeoutMs) {
   if (connection == nullptr) return LogNoConnection(kExecuteV2, 1);
   return RunStatement(*connection, statement, Binder(), callback, context, timeoutMs);
+}
+
+int VisitRows(const std::shared_ptr<StoreConnection>& connection, const std::string& statement,
+              RowVisitor visitor, void* context, int timeoutMs) {
+  if (connection == nullptr) return LogNoConnection(kVisitRows, 1);
+  return RunStatementRows(*connection, statement, Binder(), visitor, context, timeoutMs);
 }
 
 }  // namespace DBStore

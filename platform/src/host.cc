@@ -38,8 +38,10 @@ pid_t CurrentProcessId() {
   return id;
 }
 
+const char* RootSetting() { return std::getenv(kRootVariable); }
+
 std::string HostPath(const std::string& path) {
-  const char* root = std::getenv(kRootVariable);
+  const char* root = RootSetting();
   if (root == nullptr || *root == '\0' || path.empty() || path.front() != '/') return path;
   std::string resolved(root);
   while (resolved.size() > 1 && resolved.back() == '/') resolved.pop_back();

@@ -130,17 +130,31 @@ class TypeCache {
 
  private:
   // Whether nothing can have changed since the last full check: the same
-  // root and process, and the index header as it was then.
-  bool Current(const std::string& path) const {
-    return reader_ && watch_.Unchanged() && path == path_ &&
+  // root setting and process, and the index header as it was then.
+  bool Current(const char* root) const {
+    return reader_ && watch_.Unchanged() && SameRoot(root) &&
            owner_ == OrinConfigStore::CurrentProcessId() &&
            CoarseMilliseconds() - checkedAt_ < kIdentityRecheckMs;
   }
 
+  // The root setting of the last full check: a lookup compares the setting
+  // itself rather than resolve the store's path every time.
+  bool SameRoot(const char* root) const {
+    return root == nullptr ? !rootSet_ : rootSet_ && rootSetting_ == root;
+  }
+
   // Makes the cached types current; false when there is no database.
   bool Refresh() {
-    const std::string path = SchemaStorePath();
-    if (Current(path)) return true;
+    const char* root = OrinConfigStore::RootSetting();
+    if (Current(root)) return true;
+    if (!Check(SchemaStorePath())) return false;
+    rootSet_ = root != nullptr;
+    rootSetting_ = rootSet_ ? root : "";
+    return true;
+  }
+
+  // The full check of the store at `path`.
+  bool Check(const std::string& path) {
     struct stat info;
     if (::stat(path.c_str(), &info) != 0) {
       Reset();
@@ -205,6 +219,8 @@ class TypeCache {
   pid_t owner_ = 0;
   std::string path_;
   std::string journalPath_;
+  bool rootSet_ = false;
+  std::string rootSetting_;
   dev_t device_ = 0;
   ino_t inode_ = 0;
   long long dataVersion_ = -1;

@@ -103,8 +103,8 @@ void SetBootStatusInternal(const ConfigStoreObjectId& id, bool success,
   if (!success) return;
   const bool one = !id.instanceId.empty();
   RecordedWrite(connection, kMarkFailed, [&] {
-    if (!ExecuteStatement(connection, FormatSql(one ? kMarkAppliedInstance : kMarkAppliedKey,
-                                                IdentifierParts(id, one)))) {
+    if (!ExecuteStatement(connection,
+                          IdentifierSql(one ? kMarkAppliedInstance : kMarkAppliedKey, id, one))) {
       throw ConfigStoreException(kMarkFailed);
     }
     if (one) {
@@ -120,8 +120,8 @@ void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& obje
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
   auto applied = ReadColumn(kReadApplied, kUserValue, id, schema, connection);
   if (!applied) {
-    WriteRecordedRow(connection, id, FormatSql(kKeepUserAsDesired, IdentifierParts(id)), {},
-                     kChangeDesired, kCopyFailed + id.toString());
+    WriteRecordedRow(connection, id, IdentifierSql(kKeepUserAsDesired, id), {}, kChangeDesired,
+                     kCopyFailed + id.toString());
   }
   const auto desired = ReadColumn(kReadDesired, kDesiredValue, id, schema, connection);
   if (!desired) throw ConfigStoreException(kDesiredEmpty);
@@ -134,7 +134,7 @@ void SetPartialBootStatusInternal(const std::shared_ptr<ConfigStoreObject>& obje
     applied = CreateStoredObject(id, data, schema);
   } else
     UpdateConfigInternal(applied, object, &schema->GetInstanceKeyMap());
-  WriteRecordedRow(connection, id, FormatSql(kWriteRestored, IdentifierParts(id)),
+  WriteRecordedRow(connection, id, IdentifierSql(kWriteRestored, id),
                    {applied->GetSerializedData()}, kChangeBoot, kRestoreFailed + id.toString());
   if (Data(applied) == Data(desired)) {
     WriteRecordedRow(connection, id,
@@ -147,8 +147,8 @@ std::vector<std::shared_ptr<ConfigStoreObject>> GetDesiredInstancesInternal(
     const ConfigStoreObjectId& id, const Connection& connection, const SchemaPtr& schema) {
   auto desired = [](const RowView& row, const ConfigStoreObjectId& instance,
                     const SchemaPtr& type) { return RowLayers(row, instance, type).Layer(kValue); };
-  return ReadInstances(FormatSql(kReadDesiredInstances, IdentifierParts(id, false)), id, connection,
-                       schema, desired, GetFailedMessage(id));
+  return ReadInstances(IdentifierSql(kReadDesiredInstances, id, false), id, connection, schema,
+                       desired, GetFailedMessage(id));
 }
 
 std::shared_ptr<ConfigStoreObject> GetKernelOptionsInternal(const ConfigStoreObjectId& id,

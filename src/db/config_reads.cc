@@ -150,8 +150,8 @@ std::vector<std::shared_ptr<ConfigStoreObject>> GetConfigInstancesInternal(
     if (auto object = GetInternal(id, connection, schema)) objects.push_back(std::move(object));
   } else {
     const char* statement = GetUpgradeCtx() ? kGetInstancesUpgrade : kGetInstances;
-    objects = ReadInstances(FormatSql(statement, IdentifierParts(id, false)), id, connection,
-                            schema, MergedRow, kRowsFailed);
+    objects = ReadInstances(IdentifierSql(statement, id, false), id, connection, schema, MergedRow,
+                            kRowsFailed);
   }
   return FilterConfigStoreObjects(objects, filter);
 }
@@ -161,9 +161,8 @@ std::vector<std::shared_ptr<ConfigStoreObject>> GetDefaultConfigInstancesInterna
     const SchemaPtr& schema) {
   const ConfigStoreObjectId& id = filter->GetConfigStoreObjectId();
   const bool one = !id.instanceId.empty();
-  auto objects =
-      ReadInstances(FormatSql(one ? kGetDefault : kGetDefaults, IdentifierParts(id, one)), id,
-                    connection, schema, MergedDefaultRow, kRowsFailed);
+  auto objects = ReadInstances(IdentifierSql(one ? kGetDefault : kGetDefaults, id, one), id,
+                               connection, schema, MergedDefaultRow, kRowsFailed);
   return FilterConfigStoreObjects(objects, filter);
 }
 
@@ -172,7 +171,7 @@ int GetRevisionInternal(const ConfigStoreObjectId& id, const Connection& connect
   auto visit = [&](const RowView& row) {
     if (const char* text = row.Get(kRevision)) revision = Number(text);
   };
-  if (VisitRows(connection, FormatSql(kRevisionOfInstance, IdentifierParts(id)), visit) == 1) {
+  if (VisitRows(connection, IdentifierSql(kRevisionOfInstance, id), visit) == 1) {
     throw ConfigStoreException(kRevisionFailed);
   }
   return revision;
@@ -185,7 +184,7 @@ std::vector<std::string> GetInstanceIdsInternal(const ConfigStoreObjectId& id,
     const char* identifier = row.Get(kIdentifier);
     ids.push_back(identifier != nullptr ? identifier : "");
   };
-  if (VisitRows(connection, FormatSql(kInstanceIds, IdentifierParts(id, false)), visit) == 1) {
+  if (VisitRows(connection, IdentifierSql(kInstanceIds, id, false), visit) == 1) {
     throw ConfigStoreException(kInstanceIdsFailed);
   }
   return ids;
@@ -199,8 +198,7 @@ std::vector<std::pair<std::string, int>> GetInstancesRevisionInternal(
     const char* identifier = row.Get(kIdentifier);
     revisions.emplace_back(identifier != nullptr ? identifier : "", Number(row.Get(kRevision)));
   };
-  const std::string statement =
-      FormatSql(one ? kRevisionOfInstance : kRevisionsOfKey, IdentifierParts(id, one));
+  const std::string statement = IdentifierSql(one ? kRevisionOfInstance : kRevisionsOfKey, id, one);
   if (VisitRows(connection, statement, visit) == 1) throw ConfigStoreException(kRevisionFailed);
   return revisions;
 }

@@ -101,7 +101,7 @@ void UpdateByContextInternal(const std::shared_ptr<ConfigStoreObject>& object,
                                  : context == UPDATE_AUTOMATIC       ? s.updateAutomatic
                                                                      : s.updateUser;
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
-  WriteRecordedRow(connection, id, FormatSql(statement.c_str(), IdentifierParts(id)),
+  WriteRecordedRow(connection, id, IdentifierSql(statement.c_str(), id),
                    SourceParts(object, schema), kChangeUpdate, kContextWriteFailed + id.toString());
 }
 

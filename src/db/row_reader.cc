@@ -53,33 +53,54 @@ int FetchRows(const Connection& connection, const std::string& statement, RowLis
 }
 
 const char* RowView::Get(const char* column) const {
+  const int index = IndexOf(column);
+  return index >= 0 ? row_.Text(index) : nullptr;
+}
+
+long long RowView::Integer(const char* column) const {
+  const int index = IndexOf(column);
+  return index >= 0 ? row_.Integer(index) : 0;
+}
+
+int RowView::IndexOf(const char* column) const {
+  char** names = row_.Names();
   if (memo_ != nullptr) {
-    // Every row of a statement has the same columns: the place a column was
-    // found at is tried first.
-    for (const ColumnMemo::Entry& entry : memo_->entries) {
-      if (entry.column != column) continue;
-      if (entry.index < columns_ && std::strcmp(names_[entry.index], column) == 0) {
-        return values_[entry.index];
-      }
-      break;
-    }
+    const int index = memo_->Find(names, column);
+    if (index >= 0) return index;
   }
-  for (int i = 0; i < columns_; ++i) {
-    if (std::strcmp(names_[i], column) != 0) continue;
+  for (int i = 0; i < row_.Columns(); ++i) {
+    // The first letters tell most names apart without a call.
+    if (names[i][0] != column[0] || std::strcmp(names[i], column) != 0) continue;
     if (memo_ != nullptr) memo_->Remember(column, i);
-    return values_[i];
+    return i;
   }
-  return nullptr;
+  return -1;
+}
+
+int ColumnMemo::Find(char** columnNames, const char* column) {
+  if (names != columnNames) {
+    names = columnNames;
+    count = 0;
+    return -1;
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    if (entries[i].column != column) continue;
+    // The same address may hold another name by now (a caller's temporary
+    // string): the name is checked before the place is trusted.
+    const int index = entries[i].index;
+    return std::strcmp(names[index], column) == 0 ? index : -1;
+  }
+  return -1;
 }
 
 void ColumnMemo::Remember(const char* column, int index) {
-  for (Entry& entry : entries) {
-    if (entry.column == column) {
-      entry.index = index;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (entries[i].column == column) {
+      entries[i].index = index;
       return;
     }
   }
-  if (entries.size() < kEntries) entries.push_back({column, index});
+  if (count < kEntries) entries[count++] = {column, index};
 }
 
 std::shared_ptr<ConfigStoreObject> RowLayers::Layer(const char* column) {
@@ -133,10 +154,9 @@ void RowLayers::WriteInstanceId(JDoc& layer) const {
 
 std::shared_ptr<ConfigStoreObject> RowLayers::Wrap(std::shared_ptr<JsonDoc> document) {
   if (!stamp_) {
-    const char* revision = row_.Get(kRevision);
-    stamp_ = std::make_shared<ObjectStamp>(
-        TextOf(row_, kVersion), TextOf(row_, kCreationTime), TextOf(row_, kModifiedTime),
-        revision != nullptr ? static_cast<std::uint32_t>(std::strtoul(revision, nullptr, 10)) : 0);
+    stamp_ = std::make_shared<ObjectStamp>(TextOf(row_, kVersion), TextOf(row_, kCreationTime),
+                                           TextOf(row_, kModifiedTime),
+                                           static_cast<std::uint32_t>(row_.Integer(kRevision)));
   }
   return ConfigStoreObjectInternal::Wrap(
       std::make_shared<ConfigStoreObjectImpl>(id_, std::move(document), schema_, stamp_));
@@ -161,6 +181,12 @@ std::shared_ptr<ConfigStoreObject> MergeConfig(std::shared_ptr<ConfigStoreObject
 std::vector<std::string> IdentifierParts(const ConfigStoreObjectId& id, bool withInstance) {
   if (!withInstance) return {id.key, id.group, id.component};
   return {id.key, id.group, id.component, id.instanceId};
+}
+
+std::string IdentifierSql(const char* statementTemplate, const ConfigStoreObjectId& id,
+                          bool withInstance) {
+  if (!withInstance) return FormatSql(statementTemplate, {id.key, id.group, id.component});
+  return FormatSql(statementTemplate, {id.key, id.group, id.component, id.instanceId});
 }
 
 bool ExecuteStatement(const Connection& connection, const std::string& statement,

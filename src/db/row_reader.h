@@ -41,15 +41,20 @@ int FetchRows(const Connection& connection, const std::string& statement, RowLis
 
 // Where the rows of one run of a statement hold the columns asked for, by
 // the address of the name asked with (callers ask with the same constants
-// row after row).
+// row after row). It holds for one array of column names: the rows of one
+// statement share theirs, and another array starts the memo afresh.
 struct ColumnMemo {
   struct Entry {
     const char* column;
     int index;
   };
   static constexpr std::size_t kEntries = 16;
-  std::vector<Entry> entries;
+  char** names = nullptr;
+  Entry entries[kEntries];
+  std::size_t count = 0;
 
+  // The index remembered for `column` among `columnNames`; -1 when none is.
+  int Find(char** columnNames, const char* column);
   void Remember(const char* column, int index);
 };
 
@@ -57,15 +62,18 @@ struct ColumnMemo {
 // row map, without copying the row. Valid only while the row is visited.
 class RowView {
  public:
-  RowView(int columns, char** values, char** names, ColumnMemo* memo = nullptr)
-      : columns_(columns), values_(values), names_(names), memo_(memo) {}
+  explicit RowView(const DBStore::StatementRow& row, ColumnMemo* memo = nullptr)
+      : row_(row), memo_(memo) {}
   // The column's text; null when the column is absent or SQL NULL.
   const char* Get(const char* column) const;
+  // The column's value as an integer; 0 when absent or SQL NULL.
+  long long Integer(const char* column) const;
 
  private:
-  int columns_;
-  char** values_;
-  char** names_;
+  // The column's index; -1 when the row has no such column.
+  int IndexOf(const char* column) const;
+
+  const DBStore::StatementRow& row_;
   ColumnMemo* memo_;
 };
 
@@ -112,11 +120,11 @@ int VisitRows(const Connection& connection, const std::string& statement, Visit&
     Visit& visit;
     ColumnMemo memo;
   } context{visit, {}};
-  return DBStore::ExecuteV2(
+  return DBStore::VisitRows(
       connection, statement,
-      [](void* state, int columns, char** values, char** names) {
+      [](void* state, const DBStore::StatementRow& row) {
         auto& run = *static_cast<Context*>(state);
-        run.visit(RowView(columns, values, names, &run.memo));
+        run.visit(RowView(row, &run.memo));
         return 0;
       },
       &context, kStatementTimeoutMs);
@@ -132,6 +140,10 @@ std::shared_ptr<ConfigStoreObject> MergeConfig(std::shared_ptr<ConfigStoreObject
 // The identifier's parts in statement order: key, group, component and,
 // when `withInstance`, instance id.
 std::vector<std::string> IdentifierParts(const ConfigStoreObjectId& id, bool withInstance = true);
+// `statementTemplate` filled (FormatSql) with the identifier's parts in the
+// order IdentifierParts gives them.
+std::string IdentifierSql(const char* statementTemplate, const ConfigStoreObjectId& id,
+                          bool withInstance = true);
 
 // Runs a statement that returns no rows, with `values` bound to its "?"
 // placeholders; false when the database refuses it.
@@ -151,7 +163,7 @@ std::shared_ptr<ConfigStoreObject> ReadObject(const char* statementTemplate,
                                               const Connection& connection, Build build) {
   std::shared_ptr<ConfigStoreObject> object;
   auto visit = [&](const RowView& row) { object = build(row); };
-  if (VisitRows(connection, FormatSql(statementTemplate, IdentifierParts(id)), visit) == 1) {
+  if (VisitRows(connection, IdentifierSql(statementTemplate, id), visit) == 1) {
     throw ConfigStoreException(GetFailedMessage(id));
   }
   return object;

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "configstore/exceptions.h"
 
@@ -11,26 +12,22 @@ namespace {
 
 constexpr const char* kMissingPart = "Statement template needs more parts";
 
-void AppendPart(std::string& out, const std::string& part, SqlParts kind) {
-  if (kind == SqlParts::kVerbatim) {
-    out += part;
-    return;
+// Appends `part`, each single quote doubled unless the kind is verbatim;
+// the runs between quotes are copied whole.
+void AppendPart(std::string& out, std::string_view part, SqlParts kind) {
+  if (kind == SqlParts::kQuoted) {
+    for (std::size_t quote; (quote = part.find('\'')) != std::string_view::npos;) {
+      out.append(part.data(), quote + 1);
+      out += '\'';
+      part.remove_prefix(quote + 1);
+    }
   }
-  for (const char c : part) {
-    out += c;
-    if (c == '\'') out += '\'';
-  }
+  out.append(part.data(), part.size());
 }
 
-const std::string& Part(const std::vector<std::string>& parts, std::size_t index) {
-  if (index >= parts.size()) throw ConfigStoreException(kMissingPart);
-  return parts[index];
-}
-
-}  // namespace
-
-std::string FormatSql(const char* statementTemplate, const std::vector<std::string>& parts,
-                      SqlParts kind) {
+// `partAt(index)` is the part of that index, or throws when there is none.
+template <typename PartAt>
+std::string Format(const char* statementTemplate, const PartAt& partAt, SqlParts kind) {
   std::string out;
   out.reserve(std::strlen(statementTemplate) + 64);
   std::size_t next = 0;
@@ -42,7 +39,7 @@ std::string FormatSql(const char* statementTemplate, const std::vector<std::stri
       out += '%';
       ++c;
     } else if (*c == 's') {
-      AppendPart(out, Part(parts, next++), kind);
+      AppendPart(out, partAt(next++), kind);
       ++c;
     } else {
       char* end = nullptr;
@@ -51,12 +48,32 @@ std::string FormatSql(const char* statementTemplate, const std::vector<std::stri
         out += '%';  // not a conversion this formatter knows: kept as written
         continue;
       }
-      AppendPart(out, Part(parts, static_cast<std::size_t>(position - 1)), kind);
+      AppendPart(out, partAt(static_cast<std::size_t>(position - 1)), kind);
       c = end + 2;
     }
   }
   out.append(c);
   return out;
+}
+
+template <typename Parts>
+std::string_view PartOf(const Parts& parts, std::size_t index) {
+  if (index >= parts.size()) throw ConfigStoreException(kMissingPart);
+  return *std::next(parts.begin(), static_cast<std::ptrdiff_t>(index));
+}
+
+}  // namespace
+
+std::string FormatSql(const char* statementTemplate, const std::vector<std::string>& parts,
+                      SqlParts kind) {
+  return Format(
+      statementTemplate, [&parts](std::size_t index) { return PartOf(parts, index); }, kind);
+}
+
+std::string FormatSql(const char* statementTemplate, std::initializer_list<std::string_view> parts,
+                      SqlParts kind) {
+  return Format(
+      statementTemplate, [&parts](std::size_t index) { return PartOf(parts, index); }, kind);
 }
 
 }  // namespace OrinConfigStore

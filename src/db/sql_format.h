@@ -1,7 +1,9 @@
 #ifndef SRC_DB_SQL_FORMAT_H_
 #define SRC_DB_SQL_FORMAT_H_
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace OrinConfigStore {
@@ -18,6 +20,10 @@ namespace OrinConfigStore {
 // themselves (a column expression), written by the library, never values.
 enum class SqlParts { kQuoted, kVerbatim };
 std::string FormatSql(const char* statementTemplate, const std::vector<std::string>& parts,
+                      SqlParts kind = SqlParts::kQuoted);
+// The same for parts that are views: a read formats its statement on every
+// call, and copying the parts first would cost as much as the formatting.
+std::string FormatSql(const char* statementTemplate, std::initializer_list<std::string_view> parts,
                       SqlParts kind = SqlParts::kQuoted);
 
 }  // namespace OrinConfigStore

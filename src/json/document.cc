@@ -10,6 +10,7 @@
 #include <rapidjson/writer.h>
 
 #include "configstore/logger.h"
+#include "json/exact_parse.h"
 
 namespace OrinConfigStore {
 
@@ -18,8 +19,11 @@ namespace {
 constexpr std::size_t kDocumentChunkCapacity = 1024;
 
 // A document together with the allocator it draws from, freed together.
+// The allocator's first chunk is part of the same allocation: nearly every
+// document holds something, and a read makes one document per object.
 struct PooledDocument {
-  JAllocator allocator{kDocumentChunkCapacity};
+  alignas(std::max_align_t) char firstChunk[kDocumentChunkCapacity];
+  JAllocator allocator{firstChunk, sizeof firstChunk, kDocumentChunkCapacity};
   JDoc document{&allocator};
 };
 
@@ -159,7 +163,7 @@ bool ConfigStoreDocument::Parse(JDoc& document, const char* text, std::size_t le
 
 bool ConfigStoreDocument::ParseStored(JDoc& document, const char* text, std::size_t length) {
   if (NestsTooDeep(text, length)) return false;
-  return !ParseJsonText(document, text, length).IsError();
+  return ParseTerminatedText(document, text);
 }
 
 void ConfigStoreDocument::SerializeValue(const JVal& value, std::string& out) {
@@ -216,12 +220,38 @@ const JVal* FindInstance(const JVal& instances, const std::string& instanceKey,
 
 // The copy is taken before anything moves: `value` may be a member of this
 // very object, which the removal would shift.
+JVal DeepCopy(const JVal& value, JAllocator& allocator) {
+  if (value.IsObject()) {
+    JVal object(rapidjson::kObjectType);
+    for (const auto& member : value.GetObject()) {
+      object.AddMember(JVal(member.name.GetString(), member.name.GetStringLength(), allocator),
+                       DeepCopy(member.value, allocator), allocator);
+    }
+    return object;
+  }
+  if (value.IsArray()) {
+    JVal array(rapidjson::kArrayType);
+    array.Reserve(value.Size(), allocator);
+    for (const JVal& element : value.GetArray())
+      array.PushBack(DeepCopy(element, allocator), allocator);
+    return array;
+  }
+  if (value.IsString()) return JVal(value.GetString(), value.GetStringLength(), allocator);
+  return JVal(value, allocator);
+}
+
 void SetMemberEx(JVal& object, const char* key, const JVal& value, JAllocator& allocator) {
-  const auto existing = object.FindMember(JsonKey(key));
+  SetMemberEx(object, JsonKey(key), value, allocator);
+}
+
+void SetMemberEx(JVal& object, const JVal& name, const JVal& value, JAllocator& allocator) {
+  const auto existing = object.FindMember(name);
   if (existing != object.MemberEnd() && existing->value == value) return;
-  JVal copy(value, allocator);
+  JVal copy = DeepCopy(value, allocator);
   if (existing != object.MemberEnd()) object.RemoveMember(existing);
-  object.AddMember(JVal(key, allocator), copy, allocator);
+  // Built from the characters: a copy of a name that merely refers to its
+  // text (JsonKey) would go on referring to it.
+  object.AddMember(JVal(name.GetString(), name.GetStringLength(), allocator), copy, allocator);
 }
 
 std::string ChildPointer(const std::string& parent, const std::string& token) {

@@ -47,7 +47,9 @@ class ConfigStoreDocument {
 
   // Parses text the library wrote itself (stored rows and schemas, its own
   // serialisations) as it was written: only the nesting limit is checked,
-  // so that what earlier versions stored stays readable.
+  // so that what earlier versions stored stays readable. The text ends at
+  // its first NUL, which is at `length` at the latest (a column's text, a
+  // string's data).
   static bool ParseStored(JDoc& document, const char* text, std::size_t length);
 
   // Writes the compact JSON text of `value` to `out`. A value without a JSON
@@ -106,6 +108,13 @@ const JVal* FindInstance(const JVal& instances, const std::string& instanceKey,
 // at the end of the object (so a changed member moves to the end). A null
 // key raises "Invalid JSON".
 void SetMemberEx(JVal& object, const char* key, const JVal& value, JAllocator& allocator);
+// A deep copy of `value` in `allocator`, every string copied. rapidjson's
+// own copy of an object or array builds it through a document of its own,
+// whose stack is allocated and freed for each copy; a merge copies many.
+JVal DeepCopy(const JVal& value, JAllocator& allocator);
+// The same with the member's name as a JSON string (a member of another
+// object), which saves measuring and copying a C string.
+void SetMemberEx(JVal& object, const JVal& name, const JVal& value, JAllocator& allocator);
 
 // A new document of text the library wrote itself (ParseStored), such as a
 // database row or an object's own serialisation. Text that does not parse

@@ -8,6 +8,7 @@
 // reader as text and converted here: integers exactly, as rapidjson types
 // them, and everything else as the nearest double.
 
+#include <atomic>
 #include <clocale>
 #include <cstdint>
 #include <cstdlib>
@@ -17,8 +18,10 @@
 #include <locale.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
+#include <rapidjson/stream.h>
 
 #include "configstore/json_doc.h"
+#include "json/exact_parse.h"
 
 namespace OrinConfigStore {
 
@@ -102,19 +105,51 @@ class ExactNumbers {
   JDoc& document_;
 };
 
-template <unsigned flags>
-rapidjson::ParseResult ReadInto(JDoc& document, const char* text, std::size_t length) {
+// A reader kept between parses, so that its stack, where strings are
+// gathered, is not allocated afresh for each: a read of a list parses two
+// or three texts per object. One spare is kept for the process (two atomic
+// exchanges cost less than a thread-local lookup from a shared library);
+// a parse that finds it taken uses a reader of its own. The spare's stack
+// stays as large as the longest string it has gathered.
+class SpareReader {
+ public:
+  SpareReader() : reader_(spare_.exchange(nullptr, std::memory_order_acquire)) {
+    if (reader_ == nullptr) reader_ = new rapidjson::Reader();
+  }
+  ~SpareReader() {
+    rapidjson::Reader* empty = nullptr;
+    if (!spare_.compare_exchange_strong(empty, reader_, std::memory_order_release)) delete reader_;
+  }
+  SpareReader(const SpareReader&) = delete;
+  SpareReader& operator=(const SpareReader&) = delete;
+
+  rapidjson::Reader& operator*() const { return *reader_; }
+
+ private:
+  static std::atomic<rapidjson::Reader*> spare_;
+  rapidjson::Reader* reader_;
+};
+
+std::atomic<rapidjson::Reader*> SpareReader::spare_{nullptr};
+
+template <unsigned flags, typename Stream>
+rapidjson::ParseResult ReadStream(JDoc& document, Stream& input) {
   rapidjson::ParseResult result;
   auto generate = [&](JDoc& handler) {
-    rapidjson::MemoryStream memory(text, length);
-    rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(memory);
-    rapidjson::Reader reader;
     ExactNumbers numbers(handler);
-    result = reader.Parse<flags | rapidjson::kParseNumbersAsStringsFlag>(input, numbers);
+    const SpareReader reader;
+    result = (*reader).Parse<flags | rapidjson::kParseNumbersAsStringsFlag>(input, numbers);
     return !result.IsError();
   };
   document.Populate(generate);
   return result;
+}
+
+template <unsigned flags>
+rapidjson::ParseResult ReadInto(JDoc& document, const char* text, std::size_t length) {
+  rapidjson::MemoryStream memory(text, length);
+  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> input(memory);
+  return ReadStream<flags>(document, input);
 }
 
 }  // namespace
@@ -123,6 +158,18 @@ rapidjson::ParseResult ParseJsonText(JDoc& document, const char* text, std::size
                                      bool validateUtf8) {
   return validateUtf8 ? ReadInto<rapidjson::kParseValidateEncodingFlag>(document, text, length)
                       : ReadInto<rapidjson::kParseDefaultFlags>(document, text, length);
+}
+
+// The reader stops at a NUL as it stops at the end of a sized text, so a
+// terminated text reads the same through the plain string stream, which
+// checks no end on every character. The sized stream skips each byte of a
+// UTF-8 byte order mark where it stands; so does this.
+bool ParseTerminatedText(JDoc& document, const char* text) {
+  for (const unsigned mark : {0xEFu, 0xBBu, 0xBFu}) {
+    if (static_cast<unsigned char>(*text) == mark) ++text;
+  }
+  rapidjson::StringStream input(text);
+  return !ReadStream<rapidjson::kParseDefaultFlags>(document, input).IsError();
 }
 
 }  // namespace OrinConfigStore

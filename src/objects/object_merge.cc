@@ -17,7 +17,7 @@ void MergeInstances(JVal& target, const JVal& source, const std::string& instanc
     if (existing != nullptr) {
       MergeInto(*existing, instance, instanceKeys, allocator);
     } else {
-      target.PushBack(JVal(instance, allocator), allocator);
+      target.PushBack(DeepCopy(instance, allocator), allocator);
     }
   }
 }
@@ -36,7 +36,7 @@ void MergeInto(JVal& target, const JVal& source, const JVal* instanceKeys, JAllo
                current->IsArray()) {
       MergeInstances(*current, value, instanceKey->GetString(), instanceKeys, allocator);
     } else if (current == nullptr || *current != value) {
-      SetMemberEx(target, name, value, allocator);
+      SetMemberEx(target, member.name, value, allocator);
     }
   }
 }

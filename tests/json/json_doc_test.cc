@@ -183,5 +183,42 @@ TEST(SetMemberEx, CopiesBeforeRemovingAndLeavesEqualMembersAlone) {
   EXPECT_EQ(SerializeJson(object), R"({"c":{"x":[1]},"b":2,"a":{"x":[1]}})");
 }
 
+// A copy owns all its strings, those the source only referred to included,
+// and a key named by a temporary text is copied too.
+TEST(SetMemberEx, CopiesEveryStringOfTheValueAndTheKey) {
+  auto doc = CreateDocumentFromString(R"({"keep": 1})");
+  JVal& object = doc->GetDocument();
+  std::string borrowed = "lent";
+  JVal source(rapidjson::kObjectType);
+  JVal list(rapidjson::kArrayType);
+  list.PushBack(JVal(rapidjson::StringRef(borrowed.c_str())), doc->GetAllocator());
+  list.PushBack(JVal(1.5), doc->GetAllocator());
+  source.AddMember("list", list, doc->GetAllocator());
+  std::string key = "copied";
+  SetMemberEx(object, key.c_str(), source, doc->GetAllocator());
+  SetMemberEx(object, JVal(rapidjson::StringRef(borrowed.c_str())), JVal(true),
+              doc->GetAllocator());
+  borrowed.assign("xxxx");
+  key.assign("xxxxxx");
+  EXPECT_EQ(SerializeJson(object), R"({"keep":1,"copied":{"list":["lent",1.5]},"lent":true})");
+}
+
+// Stored text reads as the checked parse reads it: a byte order mark
+// skipped, a NUL ending the text, numbers exact.
+TEST(ConfigStoreDocument, StoredTextReadsAsTheCheckedParseReadsIt) {
+  for (const std::string& text :
+       {std::string("\xEF\xBB\xBF{\"a\": 1}"), std::string("\xBB[2]"),
+        std::string("{\"a\": 0.1}\0 trailing", 17), std::string("{\"a\": \"x\0y\"}", 13),
+        std::string("[1, 2"), std::string(""), std::string("18446744073709551616")}) {
+    auto stored = ConfigStoreDocument::NewDocument();
+    auto checked = ConfigStoreDocument::NewDocument();
+    const bool read = ConfigStoreDocument::ParseStored(*stored, text.c_str(), text.size());
+    EXPECT_EQ(read, !ParseJsonText(*checked, text.c_str(), text.size()).IsError()) << text;
+    if (read) {
+      EXPECT_EQ(SerializeJson(*stored), SerializeJson(*checked)) << text;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace OrinConfigStore

@@ -18,6 +18,7 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <vector>
 
 #include "platform/host.h"
 #include "platform/sqlite_db.h"
@@ -225,6 +226,42 @@ TEST_F(DBStoreTest, StatementsBindNameTheirColumnsAndAreResetAfterEveryRun) {
   EXPECT_EQ(ExecuteV2(connection, "SELECT Name FROM Items;", Stop, nullptr, kTimeout), 1);
   ASSERT_EQ(Insert(GetConnection(CONFIG), "c", "3"), 0);
   EXPECT_EQ(Query(connection, "SELECT Name FROM Items;"), "Name\na\nb\nc");
+}
+
+// Rows read in place give the texts ExecuteV2 gives, numbers as SQLite
+// converts them, and each statement of a text its own names.
+TEST_F(DBStoreTest, RowsVisitedInPlaceReadAsTheirTexts) {
+  auto connection = GetConnection(CONFIG);
+  ASSERT_EQ(Sql(connection,
+                "INSERT INTO Items VALUES('a', 'x', 7), ('b', NULL, NULL), ('c', 'z', '12x');"),
+            0);
+  struct Seen {
+    std::string texts;
+    std::vector<long long> numbers;
+    std::set<char**> nameArrays;
+  } seen;
+  const auto visit = [](void* context, const StatementRow& row) {
+    auto& out = *static_cast<Seen*>(context);
+    out.nameArrays.insert(row.Names());
+    out.texts += "\n";
+    for (int i = 0; i < row.Columns(); ++i) {
+      const char* text = row.Text(i);
+      out.texts += std::string(i ? "|" : "") + row.Names()[i] + "=" + (text ? text : "NULL");
+    }
+    out.numbers.push_back(row.Integer(row.Columns() - 1));
+    return 0;
+  };
+  const std::string two = "SELECT name, Value, revision FROM Items; SELECT Name AS n FROM Items;";
+  EXPECT_EQ(VisitRows(connection, two, visit, &seen, kTimeout), 0);
+  EXPECT_EQ(seen.texts,
+            "\nName=a|Value=x|Revision=7\nName=b|Value=NULL|Revision=NULL"
+            "\nName=c|Value=z|Revision=12x\nn=a\nn=b\nn=c");
+  EXPECT_EQ(seen.numbers, (std::vector<long long>{7, 0, 12, 0, 0, 0}));
+  EXPECT_EQ(seen.nameArrays.size(), 2u);
+
+  const auto stop = [](void*, const StatementRow&) { return 1; };
+  EXPECT_EQ(VisitRows(connection, "SELECT Name FROM Items;", stop, nullptr, kTimeout), 1);
+  EXPECT_EQ(VisitRows(nullptr, "SELECT 1;", visit, &seen, kTimeout), 1);
 }
 
 // The outermost level begins IMMEDIATE: a second writer waits for the first

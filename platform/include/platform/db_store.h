@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+struct sqlite3_stmt;
+
 namespace DBStore {
 
 enum Type { CONFIG = 0 };
@@ -122,6 +124,36 @@ using RowCallback = int (*)(void* context, int columns, char** values, char** na
 // when not null, for each row of each of them.
 int ExecuteV2(const std::shared_ptr<StoreConnection>& connection, const std::string& statement,
               RowCallback callback, void* context, int timeoutMs);
+
+// One result row, read where SQLite holds it. ExecuteV2 hands every column
+// over as text; a reader that needs only some columns, or a number as a
+// number, asks for just those here. Names are ExecuteV2's, and the same
+// array for every row of one statement. Valid during the visit only.
+class StatementRow {
+ public:
+  StatementRow(sqlite3_stmt* statement, int columns, char** names)
+      : statement_(statement), columns_(columns), names_(names) {}
+
+  int Columns() const { return columns_; }
+  char** Names() const { return names_; }
+  // The column's value as text; null for SQL NULL.
+  const char* Text(int column) const;
+  // The column's value as SQLite converts it to an integer (0 for NULL).
+  long long Integer(int column) const;
+
+ private:
+  sqlite3_stmt* statement_;
+  int columns_;
+  char** names_;
+};
+
+// Called once per result row of VisitRows; returns 0 to go on, anything
+// else to stop. Exceptions propagate as from a RowCallback.
+using RowVisitor = int (*)(void* context, const StatementRow& row);
+
+// ExecuteV2 with the rows passed as they are rather than as texts.
+int VisitRows(const std::shared_ptr<StoreConnection>& connection, const std::string& statement,
+              RowVisitor visitor, void* context, int timeoutMs);
 
 // Reads KVTable.Value of `key` into `out`; a missing key (or a NULL value)
 // gives 0 with an empty `out`, a failure 1 with an empty `out`. Key and

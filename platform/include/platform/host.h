@@ -12,9 +12,14 @@ namespace OrinConfigStore {
 
 // `path` resolved under the host root: CONFIGSTORE_ROOT when set and
 // non-empty, else "/". Absolute paths get the root prefixed; relative paths
-// (such as the agent's socket name) are returned as they stand. This is the
-// only reader of CONFIGSTORE_ROOT.
+// (such as the agent's socket name) are returned as they stand. This and
+// RootSetting are the only readers of CONFIGSTORE_ROOT.
 std::string HostPath(const std::string& path);
+
+// CONFIGSTORE_ROOT as the environment holds it now; null when unset. A cache
+// of resolved paths compares it to notice a new root without resolving its
+// paths again.
+const char* RootSetting();
 
 // The calling process's id, as getpid() gives it, without a system call on
 // every use: the value is kept and forgotten in the child of each fork().
