@@ -259,6 +259,11 @@ long long StatementRow::Integer(int column) const {
   return sqlite3_column_int64(statement_, column);
 }
 
+bool StatementRow::HoldsInteger(int column, long long value) const {
+  return sqlite3_column_type(statement_, column) == SQLITE_INTEGER &&
+         sqlite3_column_int64(statement_, column) == value;
+}
+
 int RunStatement(StoreConnection& connection, const std::string& text, const Binder& bind,
                  RowCallback callback, void* context, int timeoutMs) {
   if (callback == nullptr)

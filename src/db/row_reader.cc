@@ -62,45 +62,22 @@ long long RowView::Integer(const char* column) const {
   return index >= 0 ? row_.Integer(index) : 0;
 }
 
+bool RowView::TextIs(const char* column, const char* text, long long value) const {
+  const int index = IndexOf(column);
+  if (index < 0) return false;
+  if (row_.HoldsInteger(index, value)) return true;
+  const char* own = row_.Text(index);
+  return own != nullptr && std::strcmp(own, text) == 0;
+}
+
+// A row has a dozen columns at most, and their first letters tell most
+// apart: a scan costs about one comparison of whole names.
 int RowView::IndexOf(const char* column) const {
   char** names = row_.Names();
-  if (memo_ != nullptr) {
-    const int index = memo_->Find(names, column);
-    if (index >= 0) return index;
-  }
   for (int i = 0; i < row_.Columns(); ++i) {
-    // The first letters tell most names apart without a call.
-    if (names[i][0] != column[0] || std::strcmp(names[i], column) != 0) continue;
-    if (memo_ != nullptr) memo_->Remember(column, i);
-    return i;
+    if (names[i][0] == column[0] && std::strcmp(names[i], column) == 0) return i;
   }
   return -1;
-}
-
-int ColumnMemo::Find(char** columnNames, const char* column) {
-  if (names != columnNames) {
-    names = columnNames;
-    count = 0;
-    return -1;
-  }
-  for (std::size_t i = 0; i < count; ++i) {
-    if (entries[i].column != column) continue;
-    // The same address may hold another name by now (a caller's temporary
-    // string): the name is checked before the place is trusted.
-    const int index = entries[i].index;
-    return std::strcmp(names[index], column) == 0 ? index : -1;
-  }
-  return -1;
-}
-
-void ColumnMemo::Remember(const char* column, int index) {
-  for (std::size_t i = 0; i < count; ++i) {
-    if (entries[i].column == column) {
-      entries[i].index = index;
-      return;
-    }
-  }
-  if (count < kEntries) entries[count++] = {column, index};
 }
 
 std::shared_ptr<ConfigStoreObject> RowLayers::Layer(const char* column) {
@@ -110,7 +87,7 @@ std::shared_ptr<ConfigStoreObject> RowLayers::Layer(const char* column) {
 std::shared_ptr<ConfigStoreObject> RowLayers::UserLayer() { return Merged({AppliedUserText()}); }
 
 const char* RowLayers::AppliedUserText() const {
-  return TextOf(row_, kSuccess) == kSuccessful ? row_.Get(kUserValue) : nullptr;
+  return row_.TextIs(kSuccess, kSuccessful, 1) ? row_.Get(kUserValue) : nullptr;
 }
 
 std::shared_ptr<ConfigStoreObject> RowLayers::Merged(std::initializer_list<const char*> texts) {
@@ -153,13 +130,11 @@ void RowLayers::WriteInstanceId(JDoc& layer) const {
 }
 
 std::shared_ptr<ConfigStoreObject> RowLayers::Wrap(std::shared_ptr<JsonDoc> document) {
-  if (!stamp_) {
-    stamp_ = std::make_shared<ObjectStamp>(TextOf(row_, kVersion), TextOf(row_, kCreationTime),
-                                           TextOf(row_, kModifiedTime),
-                                           static_cast<std::uint32_t>(row_.Integer(kRevision)));
-  }
+  ObjectStamp stamp(TextOf(row_, kVersion), TextOf(row_, kCreationTime),
+                    TextOf(row_, kModifiedTime),
+                    static_cast<std::uint32_t>(row_.Integer(kRevision)));
   return ConfigStoreObjectInternal::Wrap(
-      std::make_shared<ConfigStoreObjectImpl>(id_, std::move(document), schema_, stamp_));
+      std::make_shared<ConfigStoreObjectImpl>(id_, std::move(document), schema_, std::move(stamp)));
 }
 
 std::shared_ptr<ConfigStoreObject> MergeConfig(std::shared_ptr<ConfigStoreObject> first,

@@ -23,8 +23,6 @@ class SchemaObject;
 
 namespace OrinConfigStore {
 
-struct ObjectStamp;
-
 // One result row: column name to text, SQL NULL columns left out.
 using RowMap = std::unordered_map<std::string, std::string>;
 // Rows in the order the database returns them.
@@ -39,42 +37,25 @@ int FetchRow(const Connection& connection, const std::string& statement, RowMap&
 // Runs `statement` and collects one map per row. Returns the result.
 int FetchRows(const Connection& connection, const std::string& statement, RowList& rows);
 
-// Where the rows of one run of a statement hold the columns asked for, by
-// the address of the name asked with (callers ask with the same constants
-// row after row). It holds for one array of column names: the rows of one
-// statement share theirs, and another array starts the memo afresh.
-struct ColumnMemo {
-  struct Entry {
-    const char* column;
-    int index;
-  };
-  static constexpr std::size_t kEntries = 16;
-  char** names = nullptr;
-  Entry entries[kEntries];
-  std::size_t count = 0;
-
-  // The index remembered for `column` among `columnNames`; -1 when none is.
-  int Find(char** columnNames, const char* column);
-  void Remember(const char* column, int index);
-};
-
 // One result row as the database layer hands it over: the same lookups as a
 // row map, without copying the row. Valid only while the row is visited.
 class RowView {
  public:
-  explicit RowView(const DBStore::StatementRow& row, ColumnMemo* memo = nullptr)
-      : row_(row), memo_(memo) {}
+  explicit RowView(const DBStore::StatementRow& row) : row_(row) {}
   // The column's text; null when the column is absent or SQL NULL.
   const char* Get(const char* column) const;
   // The column's value as an integer; 0 when absent or SQL NULL.
   long long Integer(const char* column) const;
+  // Whether the column's text is `text`, the canonical text of `value`
+  // (such as "1" and 1): an integer column is compared as a number and
+  // left unconverted, any other as its text.
+  bool TextIs(const char* column, const char* text, long long value) const;
 
  private:
   // The column's index; -1 when the row has no such column.
   int IndexOf(const char* column) const;
 
   const DBStore::StatementRow& row_;
-  ColumnMemo* memo_;
 };
 
 // Runs `statement` and calls `visit` for each row; an exception thrown by
@@ -111,23 +92,17 @@ class RowLayers {
   const RowView& row_;
   const ConfigStoreObjectId& id_;
   const SchemaPtr& schema_;
-  std::shared_ptr<const ObjectStamp> stamp_;  // made once, shared by the layers
 };
 
 template <typename Visit>
 int VisitRows(const Connection& connection, const std::string& statement, Visit& visit) {
-  struct Context {
-    Visit& visit;
-    ColumnMemo memo;
-  } context{visit, {}};
   return DBStore::VisitRows(
       connection, statement,
       [](void* state, const DBStore::StatementRow& row) {
-        auto& run = *static_cast<Context*>(state);
-        run.visit(RowView(row, &run.memo));
+        (*static_cast<Visit*>(state))(RowView(row));
         return 0;
       },
-      &context, kStatementTimeoutMs);
+      &visit, kStatementTimeoutMs);
 }
 
 // Merges the layers into the first present one, later layers winning

@@ -22,6 +22,11 @@ constexpr std::size_t kDocumentChunkCapacity = 1024;
 // The allocator's first chunk is part of the same allocation: nearly every
 // document holds something, and a read makes one document per object.
 struct PooledDocument {
+  // Provided, so that make_shared leaves the chunk uninitialised (with the
+  // implicit constructor it would zero a kilobyte per document); the
+  // allocator writes what it hands out.
+  PooledDocument() {}
+
   alignas(std::max_align_t) char firstChunk[kDocumentChunkCapacity];
   JAllocator allocator{firstChunk, sizeof firstChunk, kDocumentChunkCapacity};
   JDoc document{&allocator};

@@ -63,7 +63,7 @@ std::string InstanceIdOf(JVal& element, const std::string& instanceKey) {
 
 ConfigStoreObjectImpl::ConfigStoreObjectImpl(const ConfigStoreObjectId& id,
                                              std::shared_ptr<JsonDoc> document,
-                                             const SchemaPtr& schema, StampPtr stamp)
+                                             const SchemaPtr& schema, ObjectStamp stamp)
     : StoreObjectImpl(id, std::move(document)), stamp_(std::move(stamp)) {
   if (schema) {
     // The type's documents are shared, not copied: nothing ever writes to an
@@ -81,11 +81,9 @@ ConfigStoreObjectImpl::ConfigStoreObjectImpl(const ConfigStoreObjectId& id,
                                              std::shared_ptr<JsonDoc> document)
     : ConfigStoreObjectImpl(id, std::move(document), RequireSchema(id)) {}
 
-ConfigStoreObjectImpl::ConfigStoreObjectImpl(const ConfigStoreObjectId& id,
-                                             std::shared_ptr<JsonDoc> document,
-                                             std::shared_ptr<JDoc> idMap,
-                                             std::shared_ptr<JDoc> defaults,
-                                             std::vector<std::string> defaultsPath, StampPtr stamp)
+ConfigStoreObjectImpl::ConfigStoreObjectImpl(
+    const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document, std::shared_ptr<JDoc> idMap,
+    std::shared_ptr<JDoc> defaults, std::vector<std::string> defaultsPath, ObjectStamp stamp)
     : StoreObjectImpl(id, std::move(document)),
       idMap_(std::move(idMap)),
       defaults_(std::move(defaults)),
@@ -113,10 +111,7 @@ std::string ObjectStamp::Part(int index) const {
   return texts_.substr(begin, ends_[index] - begin);
 }
 
-const ObjectStamp& ConfigStoreObjectImpl::GetStamp() const {
-  static const ObjectStamp kUnstamped;
-  return stamp_ ? *stamp_ : kUnstamped;
-}
+const ObjectStamp& ConfigStoreObjectImpl::GetStamp() const { return stamp_; }
 
 const JVal* ConfigStoreObjectImpl::GetValuePtrDefault(const char* key, bool& fromDefault) const {
   fromDefault = false;

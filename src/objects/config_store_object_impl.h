@@ -19,9 +19,9 @@ namespace OrinConfigStore {
 class FilterSpecObject;
 
 // The row metadata a configuration object carries as the store reports it.
-// One stamp is shared by every object built from the same row, and by views.
-// The three texts share one buffer: a list read stamps every object it
-// returns, and one allocation per stamp is cheaper than three.
+// Each object holds its own, in the object's allocation: a list read stamps
+// every object it returns. The three texts share one buffer, cheaper than
+// three. A view of a sub-object copies its parent's.
 class ObjectStamp {
  public:
   ObjectStamp() = default;
@@ -40,7 +40,6 @@ class ObjectStamp {
   std::uint32_t ends_[3] = {0, 0, 0};
   std::uint32_t revision_ = 0;
 };
-using StampPtr = std::shared_ptr<const ObjectStamp>;
 
 // The implementation behind ConfigStoreObject; the contracts are those
 // documented on the handle.
@@ -52,14 +51,14 @@ class ConfigStoreObjectImpl : public StoreObjectImpl {
   // copies of the schema's; a null schema is logged and leaves the object
   // without either.
   ConfigStoreObjectImpl(const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document,
-                        const SchemaPtr& schema, StampPtr stamp = nullptr);
+                        const SchemaPtr& schema, ObjectStamp stamp = {});
   // Looks the schema up; an unknown type raises ConfigStoreException 1037.
   ConfigStoreObjectImpl(const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document);
   // A view of a sub-object: shares the parent's id map and defaults, whose
   // own defaults sit under `defaultsPath` (member names) in them.
   ConfigStoreObjectImpl(const ConfigStoreObjectId& id, std::shared_ptr<JsonDoc> document,
                         std::shared_ptr<JDoc> idMap, std::shared_ptr<JDoc> defaults,
-                        std::vector<std::string> defaultsPath, StampPtr stamp);
+                        std::vector<std::string> defaultsPath, ObjectStamp stamp);
 
   // Falls back on the defaults, looked up under the view's own path.
   const JVal* GetValuePtrDefault(const char* key, bool& fromDefault) const override;
@@ -93,7 +92,7 @@ class ConfigStoreObjectImpl : public StoreObjectImpl {
   std::shared_ptr<JDoc> idMap_;
   std::shared_ptr<JDoc> defaults_;
   std::vector<std::string> defaultsPath_;
-  StampPtr stamp_;
+  ObjectStamp stamp_;
 };
 
 }  // namespace OrinConfigStore

@@ -69,6 +69,12 @@ TEST_F(ConfigReadsTest, SourcesMergeInOrderAndTheUserValueCountsOnceApplied) {
   db_.Sql("UPDATE Config SET Success=1;");
   EXPECT_EQ(Get(kResolver) + now() + desired(),
             R"({"x":1,"y":2,"z":3,"domain":"u"}{"z":3,"domain":"u"}{"domain":"d"})");
+  // Applied means a Success whose text is "1", however it is stored.
+  db_.Sql("UPDATE Config SET Success=X'31';");
+  EXPECT_EQ(now(), R"({"z":3,"domain":"u"})");
+  db_.Sql("UPDATE Config SET Success=2;");
+  EXPECT_EQ(now(), R"({"domain":"a","z":3})");
+  db_.Sql("UPDATE Config SET Success=1;");
   const auto object = GetInternal(kResolver, connection_, schema);
   EXPECT_EQ(object->GetVersion() + " " + std::to_string(object->GetRevision()) + " " +
                 object->GetCreationTime(),

@@ -239,6 +239,7 @@ TEST_F(DBStoreTest, RowsVisitedInPlaceReadAsTheirTexts) {
     std::string texts;
     std::vector<long long> numbers;
     std::set<char**> nameArrays;
+    std::string holdsSeven;
   } seen;
   const auto visit = [](void* context, const StatementRow& row) {
     auto& out = *static_cast<Seen*>(context);
@@ -248,6 +249,7 @@ TEST_F(DBStoreTest, RowsVisitedInPlaceReadAsTheirTexts) {
       const char* text = row.Text(i);
       out.texts += std::string(i ? "|" : "") + row.Names()[i] + "=" + (text ? text : "NULL");
     }
+    out.holdsSeven += row.HoldsInteger(row.Columns() - 1, 7) ? '1' : '0';
     out.numbers.push_back(row.Integer(row.Columns() - 1));
     return 0;
   };
@@ -258,6 +260,7 @@ TEST_F(DBStoreTest, RowsVisitedInPlaceReadAsTheirTexts) {
             "\nName=c|Value=z|Revision=12x\nn=a\nn=b\nn=c");
   EXPECT_EQ(seen.numbers, (std::vector<long long>{7, 0, 12, 0, 0, 0}));
   EXPECT_EQ(seen.nameArrays.size(), 2u);
+  EXPECT_EQ(seen.holdsSeven, "100000");
 
   const auto stop = [](void*, const StatementRow&) { return 1; };
   EXPECT_EQ(VisitRows(connection, "SELECT Name FROM Items;", stop, nullptr, kTimeout), 1);

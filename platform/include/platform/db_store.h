@@ -140,6 +140,9 @@ class StatementRow {
   const char* Text(int column) const;
   // The column's value as SQLite converts it to an integer (0 for NULL).
   long long Integer(int column) const;
+  // Whether the column holds the integer `value` as an integer: a test that
+  // leaves the column unconverted (Text of an integer converts it in place).
+  bool HoldsInteger(int column, long long value) const;
 
  private:
   sqlite3_stmt* statement_;
