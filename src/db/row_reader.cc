@@ -1,6 +1,5 @@
 #include "row_reader.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 
