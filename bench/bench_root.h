@@ -13,6 +13,12 @@
 #include <configstore/configstore.h>
 #include <sqlite3.h>
 
+// How the read benchmarks seed rows with up to three sources: component,
+// group, key, instance id, then the user, vital and automatic values.
+inline const char* const kInsertSeedRow =
+    "INSERT INTO Config(Component, ConfigGroup, Name, Identifier, UserValue, VitalValue, "
+    "AutoConfValue, Version, Revision) VALUES(?, ?, ?, ?, ?, ?, ?, '1.0', 1);";
+
 // A scratch host root with the sample schemas loaded, for the lifetime of
 // one benchmark.
 class BenchRoot {
@@ -31,6 +37,8 @@ class BenchRoot {
     std::filesystem::remove_all(path_);
   }
   const std::string& Path() const { return path_; }
+  // The configuration database the store creates under the root.
+  std::string DatabasePath() const { return path_ + "/etc/tessel/configstore/current-store-1"; }
 
   // Dates the schema store's files a minute back, as on a host whose types
   // were installed well before the reads that follow: the store then trusts

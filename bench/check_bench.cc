@@ -45,7 +45,6 @@ class CheckBenchRoot : public BenchRoot {
     SettleSchemaStore();
   }
   ~CheckBenchRoot() { sqlite3_close(db_); }
-  std::string DatabasePath() const { return Path() + "/etc/tessel/configstore/current-store-1"; }
   sqlite3* Db() const { return db_; }
 
  private:

@@ -25,8 +25,7 @@ class WriteRoot : public BenchRoot {
   explicit WriteRoot(bool history) {
     if (history) return;
     sqlite3* db = nullptr;
-    sqlite3_open_v2((Path() + "/etc/tessel/configstore/current-store-1").c_str(), &db,
-                    SQLITE_OPEN_READWRITE, nullptr);
+    sqlite3_open_v2(DatabasePath().c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
     if (sqlite3_exec(db, "INSERT INTO KVTable(Key, Value) VALUES ('HISTORY_MAX_RECORDS', '0');",
                      nullptr, nullptr, nullptr) != SQLITE_OK) {
       std::abort();  // not the database this benchmark knows

@@ -22,16 +22,12 @@ class ScalingRoot : public BenchRoot {
  public:
   explicit ScalingRoot(int objects) {
     InitializeDatabase();
-    const std::string path = Path() + "/etc/tessel/configstore/current-store-1";
+    const std::string path = DatabasePath();
     sqlite3* db = nullptr;
     sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
     sqlite3_exec(db, "BEGIN;", nullptr, nullptr, nullptr);
     sqlite3_stmt* insert = nullptr;
-    sqlite3_prepare_v2(db,
-                       "INSERT INTO Config(Component, ConfigGroup, Name, Identifier, UserValue, "
-                       "VitalValue, AutoConfValue, Version, Revision) VALUES(?, ?, ?, ?, ?, ?, ?, "
-                       "'1.0', 1);",
-                       -1, &insert, nullptr);
+    sqlite3_prepare_v2(db, kInsertSeedRow, -1, &insert, nullptr);
     Insert(insert, "dns", "resolver", "", R"({"servers": ["10.0.0.1", "10.0.0.2"]})",
            R"({"domain": "vital.example", "options": {"timeout": 3}})",
            R"({"domain": "auto.example", "searchDomains": ["example"]})");
@@ -44,7 +40,6 @@ class ScalingRoot : public BenchRoot {
     sqlite3_exec(db, "COMMIT;", nullptr, nullptr, nullptr);
     sqlite3_close(db);
   }
-  std::string DatabasePath() const { return Path() + "/etc/tessel/configstore/current-store-1"; }
 
  private:
   static void Insert(sqlite3_stmt* insert, const char* group, const char* key,

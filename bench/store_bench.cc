@@ -67,11 +67,7 @@ class StoreBenchRoot : public BenchRoot {
     sqlite3_open_v2(DatabasePath().c_str(), &db_, SQLITE_OPEN_READWRITE, nullptr);
     sqlite3_exec(db_, "BEGIN;", nullptr, nullptr, nullptr);
     sqlite3_stmt* insert = nullptr;
-    sqlite3_prepare_v2(db_,
-                       "INSERT INTO Config(Component, ConfigGroup, Name, Identifier, UserValue, "
-                       "VitalValue, AutoConfValue, Version, Revision) VALUES(?, ?, ?, ?, ?, ?, ?, "
-                       "'1.0', 1);",
-                       -1, &insert, nullptr);
+    sqlite3_prepare_v2(db_, kInsertSeedRow, -1, &insert, nullptr);
     for (int i = 0; i < kItems; ++i) {
       Insert(insert, "bench", "load", "item", "item-" + std::to_string(i), ItemJson(i), "", "");
     }
@@ -91,7 +87,6 @@ class StoreBenchRoot : public BenchRoot {
     SettleSchemaStore();
   }
   ~StoreBenchRoot() { sqlite3_close(db_); }
-  std::string DatabasePath() const { return Path() + "/etc/tessel/configstore/current-store-1"; }
 
  private:
   void Insert(sqlite3_stmt* insert, const char* component, const char* group, const char* key,

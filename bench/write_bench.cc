@@ -27,14 +27,10 @@ std::string NicJson(int i) {
          std::to_string(i) + "\", \"enabled\": true}";
 }
 
-std::string DatabasePath(const BenchRoot& root) {
-  return root.Path() + "/etc/tessel/configstore/current-store-1";
-}
-
 // The baselines' connection, set up as the library's are.
 sqlite3* OpenDurable(const BenchRoot& root) {
   sqlite3* db = nullptr;
-  sqlite3_open_v2(DatabasePath(root).c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
+  sqlite3_open_v2(root.DatabasePath().c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
   sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;", nullptr, nullptr, nullptr);
   return db;
 }
