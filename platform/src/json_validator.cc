@@ -56,15 +56,13 @@ ValidatorErrors Unusable(const std::string& reason) {
 // The full schema is compiled whatever the tags, so that a broken schema is
 // reported even when the reduced variant that the tags pick would hide the
 // fault, and before the tag walk relies on its references.
-ValidatorErrors CollectErrors(const JVal& schema, const JVal& value,
+ValidatorErrors CollectErrors(const JVal& schema, const std::string& text, const JVal& value,
                               const std::unordered_set<int>& tags) {
   // Text that is not UTF-8 never reaches valijson, whose string length
   // checks read past their tables on it. Parsing refuses such text, but a
   // setter can still put any bytes in a member.
   std::string notUtf8;
   if (!IsValidUtf8Text(value, &notUtf8)) return {ValidatorError{notUtf8, kNotUtf8}};
-  std::string text;
-  ConfigStoreDocument::SerializeValue(schema, text);
   const auto full = CompiledSchemaFor(schema, text, SchemaVariant::kAll);
   if (!full->error.empty()) return Unusable(full->error);
   ValidatorErrors errors;
@@ -81,6 +79,19 @@ ValidatorErrors CollectErrors(const JVal& schema, const JVal& value,
   }
   CheckTags(schema, value, ChecksFor(tags), errors);
   return errors;
+}
+
+// The errors `collect` finds, or one error at the root saying why it could
+// not run: a validation never throws.
+template <typename Collect>
+ValidatorErrors Guarded(const Collect& collect) {
+  try {
+    return collect();
+  } catch (const std::exception& e) {
+    return {ValidatorError{std::string(), Str_Format(kValidationFailed, e.what())}};
+  } catch (...) {
+    return {ValidatorError{std::string(), Str_Format(kValidationFailed, kUnknownFailure)}};
+  }
 }
 
 }  // namespace
@@ -106,15 +117,17 @@ void WriteReport(ValidatorErrors errors, JDoc& result) {
 void JsonValidator::Validate(const JVal& schema, const JVal& value, JDoc& result,
                              const std::unordered_set<int>& tags, const std::string& context) {
   static_cast<void>(context);
-  ValidatorErrors errors;
-  try {
-    errors = CollectErrors(schema, value, tags);
-  } catch (const std::exception& e) {
-    errors.assign(1, ValidatorError{std::string(), Str_Format(kValidationFailed, e.what())});
-  } catch (...) {
-    errors.assign(1, ValidatorError{std::string(), Str_Format(kValidationFailed, kUnknownFailure)});
-  }
-  WriteReport(std::move(errors), result);
+  WriteReport(Guarded([&] {
+                std::string text;
+                ConfigStoreDocument::SerializeValue(schema, text);
+                return CollectErrors(schema, text, value, tags);
+              }),
+              result);
+}
+
+void JsonValidator::Validate(const JVal& schema, const std::string& schemaText, const JVal& value,
+                             JDoc& result, const std::unordered_set<int>& tags) {
+  WriteReport(Guarded([&] { return CollectErrors(schema, schemaText, value, tags); }), result);
 }
 
 bool JsonValidator::CheckSchema(const JVal& schema, std::string* error) {

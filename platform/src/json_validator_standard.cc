@@ -48,9 +48,8 @@ constexpr const char* kRequiredPaths[] = {
 // "dependencies" go, and only its schemas stay.
 constexpr const char* kSchemaOnlyPaths[] = {"additionalProperties", "additionalItems"};
 
-// A host has a few hundred object types at most, each used in a few
-// variants; the bound only stops a stream of one-off schemas from growing
-// the cache without end.
+// A host has a few hundred object types at most; the bound only stops a stream of one-off schemas
+// from growing the cache without end.
 constexpr std::size_t kMaxCachedSchemas = 1024;
 constexpr const char* kLogBadSchema = "JSON schema does not compile: %s";
 
@@ -169,42 +168,58 @@ std::shared_ptr<const CompiledSchema> Compile(const JVal& schema, SchemaVariant 
   return compiled;
 }
 
-// Least recently used entries leave first.
+// Least recently used schemas leave first, with all their variants.
 class SchemaCache {
  public:
-  std::shared_ptr<const CompiledSchema> Find(const std::string& key) {
+  std::shared_ptr<const CompiledSchema> Find(const std::string& text, SchemaVariant variant) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto found = index_.find(key);
+    const auto found = index_.find(text);
     if (found == index_.end()) return nullptr;
     entries_.splice(entries_.begin(), entries_, found->second);
-    return found->second->compiled;
+    return found->second->variants[Slot(variant)];
   }
 
-  // Returns the entry already cached under `key` if another thread compiled
-  // the same schema meanwhile, else `compiled`.
-  std::shared_ptr<const CompiledSchema> Insert(std::string key,
+  // Returns the variant already cached if another thread compiled it
+  // meanwhile, else `compiled`.
+  std::shared_ptr<const CompiledSchema> Insert(const std::string& text, SchemaVariant variant,
                                                std::shared_ptr<const CompiledSchema> compiled) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto found = index_.find(key);
-    if (found != index_.end()) return found->second->compiled;
-    entries_.push_front(Entry{std::move(key), std::move(compiled)});
-    index_.emplace(entries_.front().key, entries_.begin());
-    if (entries_.size() > kMaxCachedSchemas) {
-      index_.erase(entries_.back().key);
-      entries_.pop_back();
+    auto found = index_.find(text);
+    if (found == index_.end()) {
+      entries_.push_front(Entry{text, {}});
+      found = index_.emplace(entries_.front().text, entries_.begin()).first;
+      if (entries_.size() > kMaxCachedSchemas) {
+        index_.erase(entries_.back().text);
+        entries_.pop_back();
+      }
     }
-    return entries_.front().compiled;
+    auto& slot = found->second->variants[Slot(variant)];
+    if (slot == nullptr) slot = std::move(compiled);
+    return slot;
   }
 
  private:
+  static constexpr std::size_t kVariants = 3;
   struct Entry {
-    std::string key;
-    std::shared_ptr<const CompiledSchema> compiled;
+    std::string text;
+    std::shared_ptr<const CompiledSchema> variants[kVariants];
   };
+
+  static std::size_t Slot(SchemaVariant variant) {
+    switch (variant) {
+      case SchemaVariant::kAll:
+        return 0;
+      case SchemaVariant::kWithoutRequired:
+        return 1;
+      case SchemaVariant::kRequiredOnly:
+        break;
+    }
+    return 2;
+  }
 
   std::mutex mutex_;
   std::list<Entry> entries_;
-  // Keys view the strings held by `entries_`.
+  // Keys view the texts held by `entries_`.
   std::unordered_map<std::string_view, std::list<Entry>::iterator> index_;
 };
 
@@ -312,11 +327,9 @@ void BuildSchemaVariant(const JVal& schema, SchemaVariant variant, JDoc& out) {
 
 std::shared_ptr<const CompiledSchema> CompiledSchemaFor(const JVal& schema, const std::string& text,
                                                         SchemaVariant variant) {
-  std::string key(1, static_cast<char>(variant));
-  key += text;
-  if (auto cached = Cache().Find(key)) return cached;
+  if (auto cached = Cache().Find(text, variant)) return cached;
   // Compiled outside the lock: a slow parse must not stall other schemas.
-  return Cache().Insert(std::move(key), Compile(schema, variant));
+  return Cache().Insert(text, variant, Compile(schema, variant));
 }
 
 ValidatorErrors StandardErrors(const valijson::Schema& schema, const JVal& value) {

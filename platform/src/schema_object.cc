@@ -78,6 +78,11 @@ SchemaObject::SchemaObject(std::string component, std::string group, std::string
 SchemaObject::~SchemaObject() = default;
 
 const JVal& SchemaObject::GetSchemaJson() const { return *schema_; }
+const std::string& SchemaObject::GetSchemaText() const {
+  std::call_once(schemaTextWritten_,
+                 [this] { ConfigStoreDocument::SerializeValue(GetSchemaJson(), schemaText_); });
+  return schemaText_;
+}
 bool SchemaObject::IsBootExempt() const { return bootExempt_; }
 bool SchemaObject::IsNonSingleton() const { return nonSingleton_; }
 const JVal& SchemaObject::GetInstanceKeyMap() const { return *instanceKeyMap_; }

@@ -174,8 +174,8 @@ void SetKernelOptionsInternal(const std::shared_ptr<ConfigStoreObject>& object,
   const std::string statement =
       FormatSql(Statements().kernelOptions.c_str(),
                 {id.instanceId, id.key, id.group, id.component, VersionToStore(*object, schema)});
-  const std::vector<std::string> values{SplitText(*object, schema, ValueSource::kUser),
-                                        SplitText(*object, schema, ValueSource::kVital)};
+  std::vector<std::string> values = SplitTexts(*object, schema);
+  values.pop_back();  // the statement binds the user and vital parts only
   WriteRecordedRow(connection, id, statement, values, kChangeSet,
                    kKernelWriteFailed + id.toString());
 }

@@ -28,14 +28,6 @@ std::vector<std::string> RowParts(const ConfigStoreObjectId& id, const std::stri
   return {id.instanceId, id.key, id.group, id.component, version};
 }
 
-// The user, vital and cached parts of the object, serialised ("" for none).
-std::vector<std::string> SourceParts(const std::shared_ptr<ConfigStoreObject>& object,
-                                     const SchemaPtr& schema) {
-  return {SplitText(*object, schema, ValueSource::kUser),
-          SplitText(*object, schema, ValueSource::kVital),
-          SplitText(*object, schema, ValueSource::kCached)};
-}
-
 const std::string& Column(const ColumnValues& values, const char* column) {
   static const std::string kNone;
   const auto found = values.find(column);
@@ -74,7 +66,7 @@ void WriteCompleteRows(const CompleteRows& rows, const Connection& connection) {
 
 void AddCompleteRow(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema,
                     const USERDATA_CONTEXT& context, CompleteRows& rows) {
-  const std::vector<std::string> parts = SourceParts(object, schema);
+  const std::vector<std::string> parts = SplitTexts(*object, schema);
   const bool external = context == EXTERNAL;
   rows[object->GetConfigStoreObjectId()] = ColumnValues{
       {kUserValue, external ? parts[0] : std::string()},
@@ -102,7 +94,7 @@ void UpdateByContextInternal(const std::shared_ptr<ConfigStoreObject>& object,
                                                                      : s.updateUser;
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
   WriteRecordedRow(connection, id, IdentifierSql(statement.c_str(), id),
-                   SourceParts(object, schema), kChangeUpdate, kContextWriteFailed + id.toString());
+                   SplitTexts(*object, schema), kChangeUpdate, kContextWriteFailed + id.toString());
 }
 
 void SetByContextInternal(const std::shared_ptr<ConfigStoreObject>& object, const SchemaPtr& schema,
@@ -114,7 +106,7 @@ void SetByContextInternal(const std::shared_ptr<ConfigStoreObject>& object, cons
   const ConfigStoreObjectId& id = object->GetConfigStoreObjectId();
   WriteRecordedRow(connection, id,
                    FormatSql(statement.c_str(), RowParts(id, VersionToStore(*object, schema))),
-                   SourceParts(object, schema), kChangeSet, kContextWriteFailed + id.toString());
+                   SplitTexts(*object, schema), kChangeSet, kContextWriteFailed + id.toString());
 }
 
 void RestoreValuesInternal(const ConfigStoreObjectId& id, const std::string& version,

@@ -27,7 +27,6 @@ using OrinConfigStore::InsideFailure;
 using OrinConfigStore::JVal;
 using OrinConfigStore::TransactionFailure;
 using OrinConfigStore::TransactionPolicy;
-using OrinConfigStore::ValueSource;
 
 constexpr const char* kTextSource = "JSON text";
 constexpr const char* kUnreadableFile = "Invalid schema definition in %s: the file cannot be read";
@@ -45,16 +44,11 @@ bool WriteInstance(const Connection& connection, const SchemaDefinition& definit
   const JVal& schema = *definition.schema;
   const std::string idMember = TopLevelInstanceIdMember(schema);
   const std::string id = idMember.empty() ? std::string() : instance[idMember.c_str()].GetString();
-  const std::vector<std::string> values{
-      definition.component,
-      definition.group,
-      definition.key,
-      id,
-      definition.version,
-      OrinConfigStore::SplitText(instance, schema, ValueSource::kUser),
-      OrinConfigStore::SplitText(instance, schema, ValueSource::kVital),
-      OrinConfigStore::SplitText(instance, schema, ValueSource::kCached),
-  };
+  std::vector<std::string> values{definition.component, definition.group, definition.key, id,
+                                  definition.version};
+  for (std::string& part : OrinConfigStore::SplitTexts(instance, schema)) {
+    values.push_back(std::move(part));
+  }
   return DBStore::Execute(connection, kInsertDefault, values, {}, DBStore::kStatementTimeoutMs) ==
          0;
 }

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "configstore/config_store_object.h"
 #include "configstore/json.h"
@@ -31,13 +32,14 @@ enum class ValueSource { kUser, kVital, kCached };
 // wrong shape.
 std::unique_ptr<JDoc> SplitBySource(const JVal& data, const JVal& schema, ValueSource source);
 
-// The part serialised, "" when there is none (a value column's NULL).
-std::string SplitText(const JVal& data, const JVal& schema, ValueSource source);
+// Every part serialised, indexed by ValueSource (user, vital, cached), ""
+// for a part that is empty (a value column's NULL). One walk of the data
+// serves all three.
+std::vector<std::string> SplitTexts(const JVal& data, const JVal& schema);
 
 // The same for a configuration object's data, by its type's schema.
-std::string SplitText(const ConfigStoreObject& object,
-                      const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema,
-                      ValueSource source);
+std::vector<std::string> SplitTexts(const ConfigStoreObject& object,
+                                    const std::shared_ptr<OrinSchemaStore::SchemaObject>& schema);
 
 }  // namespace OrinConfigStore
 

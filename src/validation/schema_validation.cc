@@ -114,7 +114,7 @@ bool ValidateObjectData(const SchemaPtr& schema, const std::shared_ptr<ConfigSto
   CheckSchema(ObjectIdOf(object), schema);
   if (data.IsObject()) {
     JDoc result;
-    JsonValidator::Validate(schema->GetSchemaJson(), data, result, tags, std::string());
+    JsonValidator::Validate(schema->GetSchemaJson(), schema->GetSchemaText(), data, result, tags);
     CollectValidationErrors(result, errors, quiet);
   } else {
     AddValidationError(kRootField, CS_ERR_INVALID_TYPE, errors, kExpectedObject);

@@ -62,6 +62,12 @@ class JsonValidator {
   // the same schema do not recompile it. Thread-safe.
   static void Validate(const JVal& schema, const JVal& value, JDoc& result,
                        const std::unordered_set<int>& tags, const std::string& context);
+  // The same for a caller that also holds the schema as compact JSON text
+  // (`schemaText`, as SchemaObject::GetSchemaText writes it): compiled
+  // schemas are found by their text, which then need not be written out
+  // for every validation.
+  static void Validate(const JVal& schema, const std::string& schemaText, const JVal& value,
+                       JDoc& result, const std::unordered_set<int>& tags);
 
   // Whether `schema` compiles as a draft-07 schema; on failure `error` (when
   // not null) receives the reason.

@@ -2,6 +2,7 @@
 #define PLATFORM_SCHEMA_OBJECT_H_
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "configstore/json.h"
@@ -29,6 +30,10 @@ class SchemaObject {
 
   // The object schema.
   virtual const JVal& GetSchemaJson() const;
+  // GetSchemaJson() as compact JSON text, written once on first use: the
+  // validator finds a schema's compiled form by its text, and a type is
+  // validated against far more often than it is loaded. Thread-safe.
+  const std::string& GetSchemaText() const;
   virtual bool IsBootExempt() const;
   virtual bool IsNonSingleton() const;
   // A JSON object mapping the type's own key (for a non-singleton type) and
@@ -66,6 +71,8 @@ class SchemaObject {
   std::shared_ptr<JDoc> defaults_;
   std::shared_ptr<JDoc> sharedDefaults_;
   std::string instanceIdKey_;
+  mutable std::once_flag schemaTextWritten_;
+  mutable std::string schemaText_;
 };
 
 }  // namespace OrinSchemaStore
