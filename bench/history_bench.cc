@@ -67,14 +67,30 @@ void SetInstances(benchmark::State& state, bool history) {
   for (auto _ : state) store->SetInstances(nics, EXTERNAL);
 }
 
+// One member of one stored object changed per iteration.
+void UpdateOneMember(benchmark::State& state, bool history) {
+  WriteRoot root(history);
+  const auto store = ConfigStore::GetStore("");
+  const ConfigStoreObjectId resolver("resolver", "dns", "net");
+  store->SetUserData(
+      CreateObject(resolver, R"({"domain": "lab.example", "servers": ["10.0.0.1"]})"), EXTERNAL);
+  const auto update = CreateObject(resolver, R"({"domain": "other.example"})");
+  for (auto _ : state) store->Update(update, EXTERNAL);
+}
+
 void BM_History_SetUserData(benchmark::State& state) { SetUserDataInTurn(state, true); }
 void BM_NoHistory_SetUserData(benchmark::State& state) { SetUserDataInTurn(state, false); }
 void BM_History_SetInstances_1000(benchmark::State& state) { SetInstances(state, true); }
 void BM_NoHistory_SetInstances_1000(benchmark::State& state) { SetInstances(state, false); }
 
+void BM_History_UpdateOneMember(benchmark::State& state) { UpdateOneMember(state, true); }
+void BM_NoHistory_UpdateOneMember(benchmark::State& state) { UpdateOneMember(state, false); }
+
 BENCHMARK(BM_History_SetUserData);
 BENCHMARK(BM_NoHistory_SetUserData);
 BENCHMARK(BM_History_SetInstances_1000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_NoHistory_SetInstances_1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_History_UpdateOneMember);
+BENCHMARK(BM_NoHistory_UpdateOneMember);
 
 }  // namespace
