@@ -154,6 +154,14 @@ TEST(SourceSplit, EachMemberGoesToItsSource) {
             R"({"name":"nic1","mac":"aa","nested":{"v":2}})");
   EXPECT_EQ(Part(data, kSchema, ValueSource::kCached),
             R"({"name":"nic1","list":[{"id":"p","c":2}]})");
+  // The texts of all three parts come from one walk, the same parts; a part
+  // holding nothing but ids is empty.
+  const std::vector<std::string> texts = SplitTexts(Parse(data), kSchema);
+  for (const ValueSource source : {ValueSource::kUser, ValueSource::kVital, ValueSource::kCached}) {
+    EXPECT_EQ(texts[static_cast<std::size_t>(source)], Part(data, kSchema, source));
+  }
+  EXPECT_EQ(SplitTexts(Parse(R"({"name": "nic1", "list": [{"id": "p"}]})"), kSchema),
+            (std::vector<std::string>{R"({"name":"nic1","list":[{"id":"p"}]})", "", ""}));
 }
 
 // A mark at the top covers the whole type.
