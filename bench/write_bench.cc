@@ -146,12 +146,10 @@ void BM_Store_SetInstances_1000(benchmark::State& state) {
 }
 BENCHMARK(BM_Store_SetInstances_1000)->Unit(benchmark::kMillisecond);
 
-// Delete the type's instances and write the list, in one transaction.
-void BM_Baseline_SetInstances_1000(benchmark::State& state) {
-  BenchRoot root;
-  sqlite3* db = OpenDurable(root);
-  sqlite3_stmt* write = nullptr;
-  sqlite3_prepare_v2(db, kUserWrite, -1, &write, nullptr);
+// Per iteration, deletes the type's instances and writes the 1,000 with
+// `writeRow(id, json)`, in one transaction.
+template <typename WriteRow>
+void ReplaceNics(benchmark::State& state, sqlite3* db, const WriteRow& writeRow) {
   std::vector<std::string> texts;
   for (int i = 0; i < kInstances; ++i) texts.push_back(NicJson(i));
   for (auto _ : state) {
@@ -160,12 +158,22 @@ void BM_Baseline_SetInstances_1000(benchmark::State& state) {
                  "ConfigGroup='interfaces' AND Name='nics';",
                  nullptr, nullptr, nullptr);
     for (int i = 0; i < kInstances; ++i) {
-      BindRow(write, "net", "interfaces", "nics", "nic" + std::to_string(i),
-              texts[static_cast<std::size_t>(i)]);
-      Step(write);
+      writeRow("nic" + std::to_string(i), texts[static_cast<std::size_t>(i)]);
     }
     sqlite3_exec(db, "COMMIT;", nullptr, nullptr, nullptr);
   }
+}
+
+// One prepared statement for every row.
+void BM_Baseline_SetInstances_1000(benchmark::State& state) {
+  BenchRoot root;
+  sqlite3* db = OpenDurable(root);
+  sqlite3_stmt* write = nullptr;
+  sqlite3_prepare_v2(db, kUserWrite, -1, &write, nullptr);
+  ReplaceNics(state, db, [write](const std::string& id, const std::string& json) {
+    BindRow(write, "net", "interfaces", "nics", id, json);
+    Step(write);
+  });
   sqlite3_finalize(write);
   sqlite3_close(db);
 }
@@ -188,23 +196,13 @@ std::string CompleteRowStatement(const std::string& id) {
 void BM_Floor_SetInstances_1000(benchmark::State& state) {
   BenchRoot root;
   sqlite3* db = OpenDurable(root);
-  std::vector<std::string> texts;
-  for (int i = 0; i < kInstances; ++i) texts.push_back(NicJson(i));
-  for (auto _ : state) {
-    sqlite3_exec(db,
-                 "BEGIN IMMEDIATE; DELETE FROM Config WHERE Component='net' AND "
-                 "ConfigGroup='interfaces' AND Name='nics';",
-                 nullptr, nullptr, nullptr);
-    for (int i = 0; i < kInstances; ++i) {
-      const std::string statement = CompleteRowStatement("nic" + std::to_string(i));
-      sqlite3_stmt* write = nullptr;
-      sqlite3_prepare_v2(db, statement.c_str(), -1, &write, nullptr);
-      sqlite3_bind_text(write, 2, texts[static_cast<std::size_t>(i)].c_str(), -1, SQLITE_STATIC);
-      sqlite3_step(write);
-      sqlite3_finalize(write);
-    }
-    sqlite3_exec(db, "COMMIT;", nullptr, nullptr, nullptr);
-  }
+  ReplaceNics(state, db, [db](const std::string& id, const std::string& json) {
+    sqlite3_stmt* write = nullptr;
+    sqlite3_prepare_v2(db, CompleteRowStatement(id).c_str(), -1, &write, nullptr);
+    sqlite3_bind_text(write, 2, json.c_str(), -1, SQLITE_STATIC);
+    sqlite3_step(write);
+    sqlite3_finalize(write);
+  });
   sqlite3_close(db);
 }
 BENCHMARK(BM_Floor_SetInstances_1000)->Unit(benchmark::kMillisecond);

@@ -6,6 +6,7 @@
 // select, compiled once and cached), and the checks of the store's own
 // annotations (tags 1, 3, 4, 5, 7, 9).
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -44,11 +45,13 @@ void WriteReport(ValidatorErrors errors, JDoc& result);
 // The schema handed to valijson: a copy of the caller's schema rewritten for
 // the standard checks that the tags select.
 
-enum class SchemaVariant : char {
-  kAll = 'a',              // every standard keyword (tags 0 and 8)
-  kWithoutRequired = 'w',  // all but `required` (tag 0 alone)
-  kRequiredOnly = 'r',     // `required` alone (tag 8 alone)
+// The values number the variants from 0, as the compiled-schema cache keeps them.
+enum class SchemaVariant : unsigned char {
+  kAll,              // every standard keyword (tags 0 and 8)
+  kWithoutRequired,  // all but `required` (tag 0 alone)
+  kRequiredOnly,     // `required` alone (tag 8 alone)
 };
+constexpr std::size_t kSchemaVariants = 3;
 
 // Writes the `variant` of `schema` to `out`.
 //

@@ -48,8 +48,8 @@ constexpr const char* kRequiredPaths[] = {
 // "dependencies" go, and only its schemas stay.
 constexpr const char* kSchemaOnlyPaths[] = {"additionalProperties", "additionalItems"};
 
-// A host has a few hundred object types at most; the bound only stops a stream of one-off schemas
-// from growing the cache without end.
+// A host has a few hundred object types at most; the bound only stops a
+// stream of one-off schemas from growing the cache without end.
 constexpr std::size_t kMaxCachedSchemas = 1024;
 constexpr const char* kLogBadSchema = "JSON schema does not compile: %s";
 
@@ -199,23 +199,12 @@ class SchemaCache {
   }
 
  private:
-  static constexpr std::size_t kVariants = 3;
   struct Entry {
     std::string text;
-    std::shared_ptr<const CompiledSchema> variants[kVariants];
+    std::shared_ptr<const CompiledSchema> variants[kSchemaVariants];
   };
 
-  static std::size_t Slot(SchemaVariant variant) {
-    switch (variant) {
-      case SchemaVariant::kAll:
-        return 0;
-      case SchemaVariant::kWithoutRequired:
-        return 1;
-      case SchemaVariant::kRequiredOnly:
-        break;
-    }
-    return 2;
-  }
+  static std::size_t Slot(SchemaVariant variant) { return static_cast<std::size_t>(variant); }
 
   std::mutex mutex_;
   std::list<Entry> entries_;
